@@ -3,6 +3,7 @@
 
 #include "rtk/assert.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace rtk
