@@ -133,9 +133,9 @@ TEST(FIDPatternHelper, MalformedParameterElementsMatchNothing)
     char const* const malformed[] = {
         "A.[GRP:9-1]", // reversed range
         "A.[GRP:1-9",  // no closing bracket
-        "A.[GRP]",     // no spec
+        "A.[GRP]",     // no range or list
         "A.[:1-9]",    // no name
-        "A.[GRP:]",    // empty spec
+        "A.[GRP:]",    // empty range
         "A.[GRP:-3]",  // negative numbers are not part of the grammar
         "A.[GRP:1,]",  // empty list item
         "A.[GRP:1-2-3]",
