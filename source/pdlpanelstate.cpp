@@ -1,0 +1,10 @@
+#include "pdlpanelstate.h"
+
+PDLPanelState::PDLPanelState() {}
+
+PDLPanelState::~PDLPanelState() {}
+
+IInterface* PDLPanelState::queryInterface(unsigned int /*id*/)
+{
+    return nullptr;
+}

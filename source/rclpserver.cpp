@@ -1,0 +1,8 @@
+#include "rclpserver.h"
+
+RCLPConnector::RCLPConnector() : m_pFunctionID(nullptr) {}
+
+RCLPConnector::~RCLPConnector()
+{
+    m_pFunctionID = nullptr;
+}

@@ -1,0 +1,309 @@
+#include "virtualpanel.h"
+
+#include "moduledriversimulator.h"
+#include "panelfeedbackmanager.h"
+#include "panelfunctionsystem.h"
+#include "pdlbaseclasses.h"
+#include "pdleventmanager.h"
+#include "pdlinterpreter.h"
+#include "pdlpersistentvarmanager.h"
+
+#include "rtk/assert.h"
+#include "rtk/module.h"
+#include "rtk/thread.h"
+
+#include <interfaces/icolormanager.h>
+#include <interfaces/ihwmodulemanager.h>
+#include <interfaces/imhlparser.h>
+#include <interfaces/imodulemanager.h>
+#include <interfaces/ipanelevent.h>
+#include <interfaces/ipanelfeedback.h>
+#include <interfaces/ipdlinterpreter.h>
+#include <interfaces/iwidgetmanager.h>
+
+#include <fstream>
+
+namespace
+{
+char const* const s_driverLibraryPath = "bin/libmoduledriver.so";
+}
+
+VirtualPanel::VirtualPanel()
+    : m_pModuleDriverSystem(nullptr), m_pModuleDriverSimulator(nullptr), m_pPanelFunctionSystem(nullptr),
+      m_pDriverInfo(nullptr), m_log("Startup")
+{
+}
+
+VirtualPanel::~VirtualPanel()
+{
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    pHwModuleManager->setPanelMFDInterface(nullptr);
+
+    delete m_pPanelFunctionSystem;
+    m_pPanelFunctionSystem = nullptr;
+    PanelFunctionSystem::notifyLifecycle("-PanelFunctionSystem");
+
+    delete m_pModuleDriverSystem;
+    m_pModuleDriverSystem = nullptr;
+    PanelFunctionSystem::notifyLifecycle("-ModuleDriverSystem");
+
+    delete m_pModuleDriverSimulator;
+    m_pModuleDriverSimulator = nullptr;
+
+    PanelFeedbackManager::destroyInstance();
+    PanelFunctionSystem::notifyLifecycle("-PanelFeedbackManager");
+}
+
+IInterface* VirtualPanel::queryInterface(unsigned int id)
+{
+    switch (id)
+    {
+    case eIPanelEvent:
+    case eIWidgetControl:
+    case eIEventManager:
+    case eIModuleTest:
+    case eIPanelState:
+    case eIPSPublisher:
+        return m_pPanelFunctionSystem != nullptr ? m_pPanelFunctionSystem->queryInterface(id) : nullptr;
+    case eIWidgetManager:
+    {
+        IWidgetManager* pInterface = getInterface<IWidgetManager>(m_pModuleDriverSystem);
+        return pInterface != nullptr ? static_cast<IInterface*>(pInterface) : nullptr;
+    }
+    case eIHwModuleManager:
+    {
+        IHwModuleManager* pInterface = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+        return pInterface != nullptr ? static_cast<IInterface*>(pInterface) : nullptr;
+    }
+    case eIColorManager:
+    {
+        IColorManager* pInterface = getInterface<IColorManager>(m_pModuleDriverSystem);
+        return pInterface != nullptr ? static_cast<IInterface*>(pInterface) : nullptr;
+    }
+    case eIPanelFeedback:
+    {
+        // Always the fan-out, never the driver's own feedback.
+        if (!PanelFeedbackManager::hasInstance())
+        {
+            return nullptr;
+        }
+        return static_cast<IPanelFeedback*>(PanelFeedbackManager::getInstance());
+    }
+    default:
+        // 1005 and 1007 are asked of PanelFunctionSystem directly, 1006 of the driver library.
+        return nullptr;
+    }
+}
+
+bool VirtualPanel::create(EMode mode, std::string const& simulatorAddress)
+{
+    PDLParseInfo::m_filePath = rtk::Path();
+    PDLParseInfo::m_filePath.fixNotFullQualified();
+    PDLParseInfo::m_line = 0;
+
+    {
+        rtk::ModuleLoader loader;
+        m_pModuleDriverSystem = loader.load(rtk::Path(s_driverLibraryPath));
+    }
+    if (m_pModuleDriverSystem == nullptr)
+    {
+        m_log.error() << "Can not find \"" << s_driverLibraryPath << "\" library" << std::endl;
+        return false;
+    }
+
+    m_pPanelFunctionSystem = new PanelFunctionSystem;
+    PanelFunctionSystem::notifyLifecycle("+PanelFunctionSystem");
+
+    PanelFeedbackManager* pFeedbackManager = PanelFeedbackManager::createInstance();
+    PanelFunctionSystem::notifyLifecycle("+PanelFeedbackManager");
+    pFeedbackManager->addIPanelFeedback(getInterface<IPanelFeedback>(m_pModuleDriverSystem));
+
+    // From here on all attribute traffic of the core passes the fan-out.
+    m_pPanelFunctionSystem->setPanelFeedbackInterface(getInterface<IPanelFeedback>(this));
+
+    IMHLParser* pMHLParser = getInterface<IMHLParser>(m_pModuleDriverSystem);
+    if (pMHLParser != nullptr)
+    {
+        pMHLParser->setPDLInterpreter(getInterface<IPDLInterpreter>(m_pPanelFunctionSystem));
+    }
+
+    IWidgetManager* pIWidgetManager = getInterface<IWidgetManager>(m_pModuleDriverSystem);
+    if (pIWidgetManager != nullptr)
+    {
+        if (mode == eModeHardwareFlagged)
+        {
+            pIWidgetManager->setModeFlag(true);
+        }
+        // From now on the hardware may send events.
+        pIWidgetManager->setPanelEventInterface(getInterface<IPanelEvent>(this));
+    }
+
+    switch (mode)
+    {
+    case eModeHardware:
+    case eModeHardwareFlagged:
+        return true;
+    case eModeSimulator:
+    {
+        m_pModuleDriverSimulator =
+            new ModuleDriverSimulator(getInterface<IPanelEvent>(this), simulatorAddress.c_str());
+        IPanelFeedback* pSimulatorFeedback = getInterface<IPanelFeedback>(m_pModuleDriverSimulator);
+        if (pSimulatorFeedback != nullptr)
+        {
+            pFeedbackManager->addIPanelFeedback(pSimulatorFeedback);
+        }
+        m_pModuleDriverSimulator->setHwPanelFeedbackInterface(
+            getInterface<IPanelFeedback>(m_pModuleDriverSystem));
+        return true;
+    }
+    default:
+        m_log.error() << "Unsupported virtual panel mode" << std::endl;
+        return false;
+    }
+}
+
+bool VirtualPanel::init(bool exitOnLoadFailure)
+{
+    IMHLParser* pMHLParser = getInterface<IMHLParser>(m_pModuleDriverSystem);
+    RTK_ASSERT(m_pPanelFunctionSystem);
+    IModuleManager* pModuleManager = getInterface<IModuleManager>(m_pPanelFunctionSystem);
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    if (pMHLParser == nullptr || pModuleManager == nullptr)
+    {
+        return false;
+    }
+
+    PDLEventManager* pEventManager = PDLEventManager::getInstance();
+    pEventManager->setExitOnLoadFailure(exitOnLoadFailure);
+    pEventManager->setMHLParser(pMHLParser);
+
+    m_log.info() << "Parsing Widget Type file..." << std::endl;
+    if (!pMHLParser->parseWidgetTypes(rtk::Path("config/WidgetTypes.xml")))
+    {
+        return false;
+    }
+    m_log.info() << "Parsing Module Types file..." << std::endl;
+    if (!pMHLParser->parseModuleTypes(rtk::Path("config/ModuleTypes.xml")))
+    {
+        return false;
+    }
+    m_log.info() << "Parsing Delegation Type file..." << std::endl;
+    if (!parseDelegationTypeFile(rtk::Path("config/DelegationTypes.xml")))
+    {
+        return false;
+    }
+    if (!m_moduleConfigOverride.isEmpty())
+    {
+        m_log.info() << "Parsing Module Configuration Override file..." << std::endl;
+        RTK_ASSERT(pHwModuleManager);
+        if (!pHwModuleManager->parseModuleConfigOverride(m_moduleConfigOverride))
+        {
+            return false;
+        }
+    }
+    m_log.info() << "Widget, Module, and Delegation files OK" << std::endl;
+    return true;
+}
+
+bool VirtualPanel::parseDelegationTypeFile(rtk::Path const& path)
+{
+    // The delegation types themselves are read with the panel state's device definitions; for now the
+    // file only has to be readable.
+    std::ifstream file(path.getString());
+    if (!file.is_open())
+    {
+        m_log.error() << "Failed to open \"" << path.getString() << "\"" << std::endl;
+        return false;
+    }
+    return true;
+}
+
+void VirtualPanel::setFunctionIDInterface(IFunctionID* pFunctionID) const
+{
+    RTK_ASSERT(m_pPanelFunctionSystem);
+    m_pPanelFunctionSystem->setFunctionIDInterface(pFunctionID);
+}
+
+void VirtualPanel::setMacroSystemInterface(IMacroSystem* pMacroSystem) const
+{
+    RTK_ASSERT(m_pPanelFunctionSystem);
+    m_pPanelFunctionSystem->setMacroSystemInterface(pMacroSystem);
+}
+
+void VirtualPanel::setPanelSettingsInterface(IPanelSettings* pPanelSettings) const
+{
+    RTK_ASSERT(m_pModuleDriverSystem);
+    IWidgetManager* pIWidgetManager = getInterface<IWidgetManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pIWidgetManager);
+    pIWidgetManager->setPanelSettingsInterface(pPanelSettings);
+}
+
+void VirtualPanel::setPanelMFDInterface(IPanelMFD* pPanelMFD) const
+{
+    RTK_ASSERT(m_pModuleDriverSystem);
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    pHwModuleManager->setPanelMFDInterface(pPanelMFD);
+    IColorManager* pColorManager = getInterface<IColorManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pColorManager);
+    pColorManager->setPanelMFDInterface(pPanelMFD);
+}
+
+void VirtualPanel::setDriverInfoInterface(IDriverInfo* pDriverInfo)
+{
+    m_pDriverInfo = pDriverInfo;
+}
+
+void VirtualPanel::setModuleConfigOverride(rtk::Path const& path)
+{
+    m_moduleConfigOverride = path;
+}
+
+void VirtualPanel::startHardwareUpdate()
+{
+    RTK_ASSERT(m_pModuleDriverSystem);
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    pHwModuleManager->startHardwareUpdate();
+    // Starts the persistent variable thread.
+    PDLPersistentVarManager::getInstance()->cleanup();
+}
+
+void VirtualPanel::stopHardwareUpdate()
+{
+    RTK_ASSERT(m_pPanelFunctionSystem);
+    m_pPanelFunctionSystem->deinit();
+    // Gives the hardware time to show the defaults before it stops; the pause is fixed.
+    rtk::Thread::mssleep(350);
+    RTK_ASSERT(m_pModuleDriverSystem);
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    pHwModuleManager->stopHardwareUpdate();
+}
+
+void VirtualPanel::startDiagnosis()
+{
+    RTK_ASSERT(m_pModuleDriverSystem);
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    pHwModuleManager->startDiagnosis();
+}
+
+void VirtualPanel::stopDiagnosis()
+{
+    RTK_ASSERT(m_pModuleDriverSystem);
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    pHwModuleManager->stopDiagnosis();
+}
+
+void VirtualPanel::setInterpreterLogLevel(int level)
+{
+    PDLInterpreter::s_logLevel = level;
+}
+
+void VirtualPanel::releaseMutex()
+{
+    PDLInterpreter::mutexGive();
+}
