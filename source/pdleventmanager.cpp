@@ -434,7 +434,8 @@ void PDLEventManager::generateStateEvents()
 
 void PDLEventManager::addOutdatedSubscriber(PDLStateSubscriberKey const& key)
 {
-    m_outdatedSubscribers.insert(key);
+    // An entry hands its keys over in set order, so the end is the right place most of the time.
+    m_outdatedSubscribers.insert(m_outdatedSubscribers.end(), key);
 }
 
 void PDLEventManager::triggerMFDriverEvent(PDLStateSubscriberKey const& key, std::string const& name,
