@@ -4,6 +4,8 @@
 // The event engine: the event record PDLEvent, the raw hardware event HWEvent, and PDLEventManager
 // with its one main loop (PDLStateDriver), the event queue and the hardware event queue.
 
+#include "pdlpanelstate.h"
+
 #include "rtk/cmd.h"
 #include "rtk/log.h"
 #include "rtk/path.h"
@@ -20,6 +22,7 @@
 #include <list>
 #include <map>
 #include <ostream>
+#include <set>
 #include <string>
 
 class IMacroSystem;
@@ -114,6 +117,14 @@ public:
     // Wakes the main loop for one further pass.
     void wakeStateDriver();
 
+    // A panel-state subscriber to be served in the next pass; several marks before it count once.
+    // The caller holds the interpreter mutex.
+    void addOutdatedSubscriber(PDLStateSubscriberKey const& key);
+    // A trigger for one subscriber: queued as its trigger event if it makes one (and the main loop is
+    // woken), else handed to the subscriber at once. The caller holds the interpreter mutex.
+    void triggerMFDriverEvent(PDLStateSubscriberKey const& key, std::string const& name,
+                              std::string const& value);
+
     rtk::LogOutput* getLogOutput();
 
     // The PDL file for a module type, relative to base; empty when none is found. Changes the working
@@ -168,6 +179,7 @@ private:
 
     std::list<PDLVariable*> m_changedVariables;
     std::list<PDLEvent*> m_eventQueue;
+    std::set<PDLStateSubscriberKey> m_outdatedSubscribers;
     unsigned int m_eventQueueCount;
     std::list<HWEvent> m_hwEventQueue;
     unsigned int m_hwEventQueueCount;

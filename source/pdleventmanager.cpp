@@ -173,6 +173,7 @@ PDLEventManager::~PDLEventManager()
     m_hwEventMutex.give();
     m_macroDeferredEvents.clear();
     m_changedVariables.clear();
+    m_outdatedSubscribers.clear();
 
     m_pGlobal = nullptr;
     m_pCurrentModule = nullptr;
@@ -405,8 +406,57 @@ void PDLEventManager::generateStateEvents()
     {
         reportFailedCheck("m_pGlobal", __FILE__, __LINE__);
     }
-    // Outdated panel-state subscribers become events here once the panel state keeps subscribers.
+    if (!m_outdatedSubscribers.empty())
+    {
+        // Taken out first: marks made while the subscribers run are served in the next pass, which
+        // their writes have already asked for.
+        std::set<PDLStateSubscriberKey> outdated;
+        outdated.swap(m_outdatedSubscribers);
+        for (PDLStateSubscriberKey const& key : outdated)
+        {
+            if (key.m_pSubscriber == nullptr)
+            {
+                continue;
+            }
+            PDLEvent* pEvent = key.m_pSubscriber->makeEvent(key.m_id);
+            if (pEvent != nullptr)
+            {
+                queueEvent(pEvent);
+            }
+            else
+            {
+                key.m_pSubscriber->update();
+            }
+        }
+    }
     executeEventQueue(false);
+}
+
+void PDLEventManager::addOutdatedSubscriber(PDLStateSubscriberKey const& key)
+{
+    // An entry hands its keys over in set order, so the end is the right place most of the time.
+    m_outdatedSubscribers.insert(m_outdatedSubscribers.end(), key);
+}
+
+void PDLEventManager::triggerMFDriverEvent(PDLStateSubscriberKey const& key, std::string const& name,
+                                           std::string const& value)
+{
+    if (m_pGlobal == nullptr)
+    {
+        reportFailedCheck("m_pGlobal", __FILE__, __LINE__);
+    }
+    if (key.m_pSubscriber == nullptr)
+    {
+        return;
+    }
+    PDLEvent* pEvent = key.m_pSubscriber->makeTriggerEvent(key.m_id, name, value);
+    if (pEvent != nullptr)
+    {
+        queueEvent(pEvent);
+        wakeStateDriver();
+        return;
+    }
+    key.m_pSubscriber->triggerMFDriverEvent(name, value);
 }
 
 bool PDLEventManager::generateVariableEvents()

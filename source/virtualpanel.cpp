@@ -6,6 +6,7 @@
 #include "pdlbaseclasses.h"
 #include "pdleventmanager.h"
 #include "pdlinterpreter.h"
+#include "pdlpanelstate.h"
 #include "pdlpersistentvarmanager.h"
 
 #include "rtk/assert.h"
@@ -21,7 +22,7 @@
 #include <interfaces/ipdlinterpreter.h>
 #include <interfaces/iwidgetmanager.h>
 
-#include <fstream>
+#include <tinyxml.h>
 
 namespace
 {
@@ -206,15 +207,99 @@ bool VirtualPanel::init(bool exitOnLoadFailure)
     return true;
 }
 
+namespace
+{
+void logDelegationParseError(Orvane::Utilities::Logging::LogCategory& log, rtk::Path const& path, int row)
+{
+    log.error() << "Parse error in \"" << path.getString() << "\" line " << row << std::endl;
+}
+
+// One delegation_type element with all its descendants; null after a logged error. path serves the
+// messages only. TinyXML's Row() and ErrorRow() already count from 1.
+PDLDelegationType* parseDelegationType(Orvane::Utilities::Logging::LogCategory& log, rtk::Path const& path,
+                                       TiXmlNode* pNode)
+{
+    TiXmlDocument* pDoc = pNode->GetDocument();
+    RTK_ASSERT(pDoc);
+
+    PDLDelegationType* pType = new PDLDelegationType;
+    TiXmlElement* pElement = pNode->ToElement();
+    for (TiXmlAttribute* pAttribute = pElement != nullptr ? pElement->FirstAttribute() : nullptr;
+         pAttribute != nullptr; pAttribute = pAttribute->Next())
+    {
+        std::string const name = pAttribute->Name();
+        if (name == "name")
+        {
+            pType->m_name = pAttribute->ValueStr();
+        }
+        else if (name == "slots")
+        {
+            int slots = 0;
+            if (pAttribute->QueryIntValue(&slots) != TIXML_SUCCESS)
+            {
+                // The document holds no error here, so its error row is that of a clean load.
+                logDelegationParseError(log, path, pDoc->ErrorRow());
+                delete pType;
+                return nullptr;
+            }
+            pType->m_slots = slots;
+        }
+    }
+
+    for (TiXmlNode* pChild = pNode->FirstChild(); pChild != nullptr; pChild = pChild->NextSibling())
+    {
+        if (pChild->ToElement() == nullptr)
+        {
+            logDelegationParseError(log, path, pChild->Row());
+            delete pType;
+            return nullptr;
+        }
+        PDLDelegationType* pChildType = parseDelegationType(log, path, pChild);
+        if (pChildType == nullptr)
+        {
+            delete pType;
+            return nullptr;
+        }
+        pType->m_children.push_back(pChildType);
+    }
+    return pType;
+}
+} // namespace
+
 bool VirtualPanel::parseDelegationTypeFile(rtk::Path const& path)
 {
-    // The delegation types themselves are read with the panel state's device definitions; for now the
-    // file only has to be readable.
-    std::ifstream file(path.getString());
-    if (!file.is_open())
+    TiXmlDocument doc(path.getString());
+    if (!doc.LoadFile())
     {
         m_log.error() << "Failed to open \"" << path.getString() << "\"" << std::endl;
         return false;
+    }
+
+    // Comments and a declaration ahead of the root element are skipped.
+    TiXmlElement* pRoot = doc.FirstChildElement();
+    if (pRoot == nullptr || pRoot->ValueStr() != "delegation_type_description")
+    {
+        // Without any element the row is -1, printed one higher like every row.
+        logDelegationParseError(m_log, path, pRoot != nullptr ? pRoot->Row() : 0);
+        return false;
+    }
+
+    PDLPanelState* pPanelState = PDLPanelState::getInstance();
+    for (TiXmlNode* pNode = pRoot->FirstChild(); pNode != nullptr; pNode = pNode->NextSibling())
+    {
+        // Only delegation_type elements may stand here; a comment is an error as well.
+        if (pNode->ToElement() == nullptr || pNode->ValueStr() != "delegation_type")
+        {
+            logDelegationParseError(m_log, path, pNode->Row());
+            return false;
+        }
+        PDLDelegationType* pType = parseDelegationType(m_log, path, pNode);
+        if (pType == nullptr)
+        {
+            return false;
+        }
+        // Types added before a later error stay added.
+        pPanelState->addDeviceDefinition(pType);
     }
     return true;
 }
