@@ -712,4 +712,10 @@ bool HwPanelModel::hasRecords(UniqueModuleID const& id) const
     auto it = m_records.lower_bound(UniqueWidgetID(id, 0));
     return it != m_records.end() && it->first.getUniqueModuleID() == id;
 }
+
+bool HwPanelModel::hasRecord(UniqueWidgetID const& id) const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    return m_records.count(id) != 0;
+}
 } // namespace hwsim

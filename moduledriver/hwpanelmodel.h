@@ -130,6 +130,8 @@ public:
     std::vector<std::string> show(UniqueModuleID const& id, uint16_t widget) const;
     // True when the module has attribute records (plugged or announced).
     bool hasRecords(UniqueModuleID const& id) const;
+    // True when the widget has an attribute record, even one without attributes.
+    bool hasRecord(UniqueWidgetID const& id) const;
 
 private:
     struct WidgetRecord

@@ -612,13 +612,12 @@ bool ModuleDriver::shellCmdShow(rtk::CmdParameters& params)
         std::cout << "hwShow: no module at " << id << std::endl;
         return false;
     }
-    std::vector<std::string> const lines = m_model.show(id, widget);
-    if (widget != 0 && lines.empty())
+    if (widget != 0 && !m_model.hasRecord(UniqueWidgetID(id, widget)))
     {
         std::cout << "hwShow: module " << id << " has no widget " << widget << std::endl;
         return false;
     }
-    for (std::string const& line : lines)
+    for (std::string const& line : m_model.show(id, widget))
     {
         std::cout << line << std::endl;
     }

@@ -9,6 +9,7 @@
 #   args             (optional) further panelhost options, one line
 #   status           (optional) the expected exit status, 0 when absent
 #   stderr-contains  (optional) lines that must each appear, as they stand, in standard error
+#   no-driver        (optional, empty) leave bin/libmoduledriver.so out
 # The working directory is a fresh temporary directory with bin/libmoduledriver.so and config/.
 set -uo pipefail
 
@@ -20,7 +21,9 @@ democonfig=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/bin" "$work/config"
-cp "$driver" "$work/bin/libmoduledriver.so"
+if [[ ! -e "$scenario/no-driver" ]]; then
+  cp "$driver" "$work/bin/libmoduledriver.so"
+fi
 if [[ -e "$scenario/uses-demo" ]]; then
   cp -r "$democonfig/." "$work/config/"
 fi

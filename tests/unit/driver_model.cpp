@@ -72,6 +72,8 @@ TEST_F(DriverModel, PlugGivesDefaultsAndTheModuleList)
     EXPECT_TRUE(m_model.hasWidget(m_key2));
     EXPECT_FALSE(m_model.hasWidget(UniqueWidgetID(m_module, 3)));
     EXPECT_FALSE(m_model.hasWidget(UniqueWidgetID(UniqueModuleID(1, 2, 4), 1)));
+    EXPECT_TRUE(m_model.hasRecord(m_key2));
+    EXPECT_FALSE(m_model.hasRecord(UniqueWidgetID(m_module, 3)));
 
     PluggedModule other;
     other.m_type = "Mixer";
