@@ -20,7 +20,8 @@
 #include <cstdlib>
 #include <iostream>
 
-HostShell::HostShell(VirtualPanel* pPanel) : m_pPanel(pPanel), m_pHwSimulation(nullptr), m_quit(false)
+HostShell::HostShell(VirtualPanel* pPanel)
+    : m_pPanel(pPanel), m_pHwSimulation(nullptr), m_pInterrupt(nullptr), m_quit(false)
 {
     // The simulated driver tells whether it still has reports to deliver; another driver library may
     // not, and then only the engine is waited for.
@@ -60,7 +61,8 @@ void HostShell::waitIdle()
     for (;;)
     {
         bool const driverIdle = m_pHwSimulation == nullptr || m_pHwSimulation->isIdle();
-        if (driverIdle && PDLEventManager::getInstance()->isIdle())
+        if ((driverIdle && PDLEventManager::getInstance()->isIdle()) ||
+            (m_pInterrupt != nullptr && *m_pInterrupt))
         {
             return;
         }

@@ -7,6 +7,7 @@
 #include "rtk/cmd.h"
 
 #include <atomic>
+#include <csignal>
 
 class IHwSimulation;
 class VirtualPanel;
@@ -19,8 +20,10 @@ public:
     ~HostShell();
 
     // Returns once the simulated hardware has delivered everything it was asked to report and the
-    // engine is idle (see the definition file for why this order is exact).
+    // engine is idle (see the definition file for why this order is exact), or early once the flag
+    // given to setInterruptFlag is set (a signal asks the host to stop).
     void waitIdle();
+    void setInterruptFlag(volatile sig_atomic_t const* pFlag) { m_pInterrupt = pFlag; }
 
     bool isQuitRequested() const { return m_quit.load(); }
 
@@ -38,6 +41,7 @@ private:
 
     VirtualPanel* m_pPanel;
     IHwSimulation* m_pHwSimulation;
+    volatile sig_atomic_t const* m_pInterrupt;
     std::atomic<bool> m_quit;
 };
 

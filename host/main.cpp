@@ -386,6 +386,7 @@ int main(int argc, char** argv)
 
     {
         HostShell shell(g_pPanel);
+        shell.setInterruptFlag(&g_signalled);
         if (scriptFd >= 0)
         {
             runPlain(scriptFd, shell);
