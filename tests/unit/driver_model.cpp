@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 using drivertest::ScratchDir;
 using hwsim::HwPanelModel;
 using hwsim::PluggedModule;
@@ -175,4 +178,39 @@ TEST_F(DriverModel, AnnouncedWidgetsGetRecordsWithoutLosingValues)
         m_model.setAttribute(UniqueWidgetID(loose, 3), "POSITION", IPanelFeedback::eParamTypeNumeric, "9"));
     EXPECT_FALSE(
         m_model.setAttribute(UniqueWidgetID(loose, 10), "LAMP", IPanelFeedback::eParamTypeBool, "1"));
+}
+
+TEST_F(DriverModel, ShellAndPdlThreadsShareTheModel)
+{
+    // The shell plugs and unplugs while the PDL side writes and reads: every operation locks the model,
+    // so this neither crashes nor corrupts it (the sanitizer build watches the memory).
+    std::atomic<bool> done(false);
+    std::thread writer(
+        [&]()
+        {
+            int i = 0;
+            std::string text;
+            while (!done.load())
+            {
+                m_model.setAttribute(m_key1, "COLOR", IPanelFeedback::eParamTypeNumeric, std::to_string(i++));
+                m_model.getAttribute(m_key2, "LABEL", IPanelFeedback::eParamTypeText, text);
+                m_model.trigger(m_key1, "FLASH", "1");
+                m_model.show(m_module, 0);
+            }
+        });
+    PluggedModule module;
+    module.m_type = "Keys";
+    for (int i = 0; i < 10000; ++i)
+    {
+        m_model.unplug(m_module);
+        m_model.plug(m_module, module);
+        m_model.plug(UniqueModuleID(0, 0, static_cast<uint16_t>(i % 200)), module);
+    }
+    done = true;
+    writer.join();
+    EXPECT_TRUE(m_model.isPlugged(m_module));
+    EXPECT_EQ(201u, m_model.getPluggedModules().size());
+    std::string text;
+    ASSERT_TRUE(m_model.getAttribute(m_key2, "LABEL", IPanelFeedback::eParamTypeText, text));
+    EXPECT_EQ("CAM 1", text);
 }
