@@ -1,0 +1,77 @@
+#ifndef HOST_HOSTINTERFACES_H
+#define HOST_HOSTINTERFACES_H
+
+// The interfaces the host gives the core: function ids (printed), macros (none), settings and MFD
+// (placeholders the driver receives), and the driver type lookup.
+
+#include <interfaces/idriverinfo.h>
+#include <interfaces/ifunctionid.h>
+#include <interfaces/imacrosystem.h>
+#include <interfaces/ipanelmfd.h>
+#include <interfaces/ipanelsettings.h>
+
+#include <map>
+#include <mutex>
+#include <ostream>
+#include <string>
+
+class UniqueWidgetID;
+
+// Prints "CALL FID name=value ..." for each call and "SUBSCRIBE FID" for each subscription.
+class HostFunctionID : public IFunctionID
+{
+public:
+    explicit HostFunctionID(std::ostream& out) : m_out(out) {}
+
+    bool subscribeFunctionID(std::string const& fid) override;
+    bool callFunctionID(std::string const& fid, FIDParameterList const& params) override;
+
+private:
+    std::mutex m_lock;
+    std::ostream& m_out;
+};
+
+// No macros are armed: nothing is blocked or replaced. Macro levels are remembered per control.
+class HostMacroSystem : public IMacroSystem
+{
+public:
+    IInterface* queryInterface(unsigned int) override { return nullptr; }
+
+    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
+    bool startPreMacro(UniqueWidgetID const&) override { return false; }
+    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
+    void afterDownFirst(UniqueWidgetID const&) override {}
+    void afterDownLast(UniqueWidgetID const&) override {}
+    bool hasMacro(UniqueWidgetID const&) override { return false; }
+    void setMacroLevel(UniqueWidgetID const& id, std::string const& level) override;
+    // The level last set, "DEFAULT" before that.
+    std::string getMacroLevel(UniqueWidgetID const& id) override;
+    void afterDownSecond(UniqueWidgetID const&) override {}
+    void onHold(UniqueWidgetID const&) override {}
+    void onUp(UniqueWidgetID const&) override {}
+
+private:
+    std::mutex m_lock;
+    std::map<uint32_t, std::string> m_levels;
+};
+
+class HostPanelSettings : public IPanelSettings
+{
+};
+
+class HostPanelMFD : public IPanelMFD
+{
+};
+
+// Driver type -> PDL name. A type without an entry uses its own name.
+class HostDriverInfo : public IDriverInfo
+{
+public:
+    void add(std::string const& driverType, std::string const& pdlName) { m_names[driverType] = pdlName; }
+    std::string getPDLName(std::string const& driverType) override;
+
+private:
+    std::map<std::string, std::string> m_names;
+};
+
+#endif

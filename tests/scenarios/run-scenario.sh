@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# Runs one scenario: run-scenario.sh PANELHOST DRIVERLIB SCENARIODIR DEMOCONFIG
+#
+# A scenario directory holds:
+#   script           shell commands for panelhost --script (lines starting with # are comments)
+#   expected         the exact standard output
+#   uses-demo        (optional, empty) start from a copy of the demo panel's config/ tree
+#   config/          (optional) a config tree, copied over the demo's when uses-demo is there
+#   args             (optional) further panelhost options, one line
+#   status           (optional) the expected exit status, 0 when absent
+#   stderr-contains  (optional) lines that must each appear, as they stand, in standard error
+#   no-driver        (optional, empty) leave bin/libmoduledriver.so out
+# The working directory is a fresh temporary directory with bin/libmoduledriver.so and config/.
+set -uo pipefail
+
+panelhost=$1
+driver=$2
+scenario=$3
+democonfig=$4
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$work/bin" "$work/config"
+if [[ ! -e "$scenario/no-driver" ]]; then
+  cp "$driver" "$work/bin/libmoduledriver.so"
+fi
+if [[ -e "$scenario/uses-demo" ]]; then
+  cp -r "$democonfig/." "$work/config/"
+fi
+if [[ -d "$scenario/config" ]]; then
+  cp -r "$scenario/config/." "$work/config/"
+fi
+args=()
+if [[ -f "$scenario/args" ]]; then
+  read -r -a args < "$scenario/args"
+fi
+
+(cd "$work" && "$panelhost" "${args[@]}" --script "$scenario/script") >"$work/stdout" 2>"$work/stderr" </dev/null
+status=$?
+
+expected_status=0
+if [[ -f "$scenario/status" ]]; then
+  expected_status=$(cat "$scenario/status")
+fi
+
+failed=0
+if [[ "$status" != "$expected_status" ]]; then
+  echo "exit status $status, expected $expected_status"
+  failed=1
+fi
+if ! diff -u "$scenario/expected" "$work/stdout"; then
+  echo "standard output differs from $scenario/expected (- expected, + actual)"
+  failed=1
+fi
+if [[ -f "$scenario/stderr-contains" ]]; then
+  while IFS= read -r line; do
+    if ! grep -qxF -- "$line" "$work/stderr"; then
+      echo "standard error lacks the line: $line"
+      failed=1
+    fi
+  done < "$scenario/stderr-contains"
+fi
+if [[ $failed -ne 0 ]]; then
+  echo "--- standard error ---"
+  cat "$work/stderr"
+fi
+exit $failed
