@@ -23,7 +23,9 @@ int PDLPersistentVarManager::insertVariable(UniqueModuleID const& /*moduleID*/, 
 
 void PDLPersistentVarManager::removeVariable(int /*slot*/) {}
 
-void PDLPersistentVarManager::removeVariable(UniqueModuleID const& /*moduleID*/, std::string const& /*name*/) {}
+void PDLPersistentVarManager::removeVariable(UniqueModuleID const& /*moduleID*/, std::string const& /*name*/)
+{
+}
 
 int PDLPersistentVarManager::findKeysGetNext(int /*start*/, UniqueModuleID const& /*moduleID*/,
                                              std::string const& /*name*/)
