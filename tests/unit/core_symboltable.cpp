@@ -136,18 +136,6 @@ TEST_F(ChainTest, NearestDeclarationShadowsAndReadsRegisterAlongTheChain)
     EXPECT_EQ("", logText());
 }
 
-TEST_F(ChainTest, ScopeQueriesForwardToTheParent)
-{
-    EXPECT_EQ(m_pModule.get(), m_pWidget->getModule());
-    EXPECT_EQ(nullptr, m_pGroup->getModule());
-    EXPECT_EQ(nullptr, m_pWidget->getWidget());
-    EXPECT_EQ(nullptr, m_pWidget->getSequence());
-    EXPECT_EQ(nullptr, m_pWidget->getFunctionIDInterface());
-    EXPECT_EQ(0, m_pWidget->getModuleID());
-    EXPECT_EQ(0u, m_pWidget->getExecWidgetID());
-    EXPECT_EQ(UniqueModuleID(1, 2, 3), m_pWidget->getUniqueModuleID());
-}
-
 TEST_F(ChainTest, FirstCallReusesTheTableAndRecursionCopiesIt)
 {
     TestContext function(m_pModuleContext.get(), eScopeLocal);
