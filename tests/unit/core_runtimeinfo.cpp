@@ -158,6 +158,15 @@ TEST_F(PDLTest, ReportShowsTheSourcePositionAndTheEvent)
     report(rtk::LogOutput::eLevelError, "fourth");
     EXPECT_EQ("\nERROR:\nconfig/PDL/panel.pdl(17): \ncurrent variable event: a b \nfourth\n\n", logText());
 
+    // Every kind but the variable event reads as a widget event.
+    PDLEvent stateEvent(PDLEvent::eEventState);
+    stateEvent.m_widgetID = 7;
+    stateEvent.m_name = "STATE";
+    context.m_pEvent = &stateEvent;
+    m_log.str("");
+    report(rtk::LogOutput::eLevelError, "state");
+    EXPECT_EQ("\nERROR:\nconfig/PDL/panel.pdl(17): \ncurrent widget event: 7 STATE\nstate\n\n", logText());
+
     // An event without a name adds no line.
     PDLEvent nameless(PDLEvent::eEventInit);
     nameless.m_name.clear();
