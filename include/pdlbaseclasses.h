@@ -1,17 +1,25 @@
 #ifndef PDLBASECLASSES_H
 #define PDLBASECLASSES_H
 
-// Process-wide position and error bookkeeping of the PDL interpreter: where the parser stands
-// (PDLParseInfo) and how a fault is reported (PDLRunTimeInfo::showError).
+// The base of every node of the PDL code tree (PDLObject, PDLCommand) and the process-wide position
+// and error bookkeeping of the interpreter: where the parser stands (PDLParseInfo) and how a fault is
+// reported (PDLRunTimeInfo::showError).
 
 #include "rtk/log.h"
 #include "rtk/path.h"
 
 #include <cstdint>
 #include <ostream>
+#include <string>
 
 class PDLContext;
+class PDLModule;
 class PDLObject;
+class PDLVariable;
+class PDLWidget;
+
+// The module being loaded: the one link from parser and scanner to the module. Null outside a load.
+extern PDLModule* g_pCurrentModule;
 
 // The construct being built: its file and line, and the count of errors reported so far.
 class PDLParseInfo
@@ -35,6 +43,74 @@ public:
     // The caller ends the report with two line ends and counts FATAL and ERROR reports in
     // PDLParseInfo::m_errorCount. file and line name the call site and are not printed.
     static std::ostream& showError(rtk::LogOutput::ELogLevel level, char const* file, int line);
+
+    // A whole report: showError, the text, two line ends, and the count for FATAL and ERROR.
+    // A failed check is reported at FATAL with the bare expression as its text.
+    static void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const* file, int line);
+};
+
+// A node of the code tree: its source position, the context in which its names resolve, and the
+// hook by which it binds itself once that context is known.
+class PDLObject
+{
+public:
+    // Takes the position from PDLParseInfo and becomes the current object.
+    PDLObject();
+    virtual ~PDLObject();
+
+    virtual void dump() const;
+    virtual void print() const;
+    // Binds the node to m_pContext: checks children, resolves names, passes the context on.
+    virtual void onContextSet();
+
+    // Stores the context and the flag, becomes the current object, then binds (onContextSet).
+    void setContext(PDLContext* pContext, bool noEventRegistration);
+
+    // Resolves a name through the context; registerEvent asks that a change of the variable wakes
+    // the owner, unless this node was bound with noEventRegistration. Null without a context.
+    PDLVariable* getVariable(std::string const& name, bool registerEvent);
+    // Resolves a name in the context's own table only. Null without a context.
+    PDLVariable* getLocalVariable(std::string const& name);
+    // The widget whose code this is, or null.
+    PDLWidget* getWidget() const;
+
+    PDLContext* getContext() const { return m_pContext; }
+    rtk::Path const& getFilePath() const { return m_filePath; }
+    int32_t getLine() const { return m_line; }
+    bool getNoEventRegistration() const { return m_noEventRegistration; }
+
+protected:
+    PDLContext* m_pContext;
+    rtk::Path m_filePath;
+    int32_t m_line;
+    bool m_noEventRegistration;
+
+private:
+    PDLObject(PDLObject const&) = delete;
+    PDLObject& operator=(PDLObject const&) = delete;
+};
+
+// A node that runs. execute() is the only way to run one; it holds the debugger's stop.
+class PDLCommand : public PDLObject
+{
+public:
+    // With registerLine the command is recorded under its line in the module being parsed, where
+    // line breakpoints find it (the first command of a line wins).
+    explicit PDLCommand(bool registerLine);
+    ~PDLCommand() override;
+
+    // Stops at a breakpoint or in single-step mode, then runs onExecute. True: the enclosing code
+    // goes on; false: it stops.
+    bool execute();
+
+    void setBreakpoint(bool breakpoint) { m_breakpoint = breakpoint; }
+    bool getBreakpoint() const { return m_breakpoint; }
+
+protected:
+    // Sets the current object to this first, then does the command's work.
+    virtual bool onExecute() = 0;
+
+    bool m_breakpoint;
 };
 
 #endif

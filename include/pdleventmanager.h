@@ -113,6 +113,11 @@ public:
     void generateStateEvents();
     // Turns changed variables into events; true when there was anything to turn.
     bool generateVariableEvents();
+    // Records a variable's first change since the last conversion; null is ignored. The variable keeps
+    // its change flag up meanwhile, so it stands in the list once. The caller holds the interpreter mutex.
+    void addChangedVariable(PDLVariable* pVariable);
+    // The variables changed since the last conversion, in order of first change.
+    std::list<PDLVariable*> const& getChangedVariables() const { return m_changedVariables; }
 
     // Wakes the main loop for one further pass.
     void wakeStateDriver();

@@ -1,6 +1,14 @@
 #include "pdlbaseclasses.h"
 
+#include "pdldebugger.h"
+#include "pdleventmanager.h"
 #include "pdlinterpreter.h"
+#include "pdlmodule.h"
+#include "pdlsymboltable.h"
+
+#include <iostream>
+
+PDLModule* g_pCurrentModule = nullptr;
 
 rtk::Path PDLParseInfo::m_filePath;
 int32_t PDLParseInfo::m_line = 0;
@@ -58,7 +66,131 @@ std::ostream& PDLRunTimeInfo::showError(rtk::LogOutput::ELogLevel level, char co
         os << pName << std::endl;
     }
 
-    // The PDL source position and the event being run are added here once the code object and
-    // context classes exist; until then no object or context can be current.
+    // The position shown is the PDL source's, never the interpreter's: the node's when it has one,
+    // else the context's.
+    if (s_pCurrentObject != nullptr && !s_pCurrentObject->getFilePath().isEmpty())
+    {
+        os << s_pCurrentObject->getFilePath().getString() << "(" << s_pCurrentObject->getLine()
+           << "): " << std::endl;
+    }
+    else
+    {
+        if (s_pCurrentContext == nullptr)
+        {
+            return os;
+        }
+        if (!s_pCurrentContext->getFilePath().isEmpty())
+        {
+            os << s_pCurrentContext->getFilePath().getString() << "(" << s_pCurrentContext->getLine()
+               << "): " << std::endl;
+        }
+    }
+
+    if (s_pCurrentContext == nullptr)
+    {
+        return os;
+    }
+    PDLEvent const* pEvent = s_pCurrentContext->getCurrentEvent();
+    if (pEvent == nullptr || pEvent->m_name.empty())
+    {
+        return os;
+    }
+    if (pEvent->m_type == PDLEvent::eEventVariable)
+    {
+        os << "current variable event: " << pEvent->m_name;
+    }
+    else
+    {
+        os << "current widget event: " << pEvent->m_widgetID << " " << pEvent->m_name;
+    }
+    os << std::endl;
     return os;
+}
+
+void PDLRunTimeInfo::report(rtk::LogOutput::ELogLevel level, std::string const& text, char const* file,
+                            int line)
+{
+    showError(level, file, line) << text << std::endl << std::endl;
+    if (level == rtk::LogOutput::eLevelFatal || level == rtk::LogOutput::eLevelError)
+    {
+        ++PDLParseInfo::m_errorCount;
+    }
+}
+
+PDLObject::PDLObject()
+    : m_pContext(nullptr), m_filePath(PDLParseInfo::m_filePath), m_line(PDLParseInfo::m_line),
+      m_noEventRegistration(false)
+{
+    PDLRunTimeInfo::s_pCurrentObject = this;
+}
+
+PDLObject::~PDLObject()
+{
+    // A report after this node is gone must not read it.
+    if (PDLRunTimeInfo::s_pCurrentObject == this)
+    {
+        PDLRunTimeInfo::s_pCurrentObject = nullptr;
+    }
+}
+
+void PDLObject::dump() const {}
+
+void PDLObject::print() const {}
+
+void PDLObject::onContextSet() {}
+
+void PDLObject::setContext(PDLContext* pContext, bool noEventRegistration)
+{
+    m_pContext = pContext;
+    m_noEventRegistration = noEventRegistration;
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    onContextSet();
+}
+
+PDLVariable* PDLObject::getVariable(std::string const& name, bool registerEvent)
+{
+    if (m_pContext == nullptr)
+    {
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, "m_pContext", __FILE__, __LINE__);
+        return nullptr;
+    }
+    return m_pContext->getVariable(name, registerEvent && !m_noEventRegistration, false);
+}
+
+PDLVariable* PDLObject::getLocalVariable(std::string const& name)
+{
+    if (m_pContext == nullptr)
+    {
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, "m_pContext", __FILE__, __LINE__);
+        return nullptr;
+    }
+    return m_pContext->getLocalVariable(name);
+}
+
+PDLWidget* PDLObject::getWidget() const
+{
+    return m_pContext != nullptr ? m_pContext->getWidget() : nullptr;
+}
+
+PDLCommand::PDLCommand(bool registerLine) : m_breakpoint(false)
+{
+    // Commands are made while a module is parsed; one made outside a load has no line to register.
+    if (registerLine && g_pCurrentModule != nullptr)
+    {
+        g_pCurrentModule->addCommand(m_line, this);
+    }
+}
+
+PDLCommand::~PDLCommand() {}
+
+bool PDLCommand::execute()
+{
+    if (m_breakpoint || PDLDebugger::s_singleStep.load())
+    {
+        std::cout << "breakpoint hit at " << m_filePath.getString() << " line " << m_line << std::endl;
+        // The first take consumes the signal that stands between stops; the second waits for the shell.
+        PDLDebugger::s_breakpoint.take();
+        PDLDebugger::s_breakpoint.take();
+    }
+    return onExecute();
 }

@@ -5,6 +5,7 @@
 #include "pdlmodule.h"
 #include "pdlmodulemanager.h"
 #include "pdlphysicalwidget.h"
+#include "pdltypeclasses.h"
 
 #include "rtk/file.h"
 #include "rtk/highrestime.h"
@@ -461,13 +462,27 @@ void PDLEventManager::triggerMFDriverEvent(PDLStateSubscriberKey const& key, std
 
 bool PDLEventManager::generateVariableEvents()
 {
-    // Changed variables become events here once PDL variables report their changes.
     if (m_changedVariables.empty())
     {
         return false;
     }
+    // Flags go down first, so that changes made by the events made below are new changes.
+    for (PDLVariable* pVariable : m_changedVariables)
+    {
+        pVariable->clearChangeFlag();
+    }
+    // The events for the widgets and sequences registered with each variable are made here once
+    // widgets and sequences exist.
     m_changedVariables.clear();
     return true;
+}
+
+void PDLEventManager::addChangedVariable(PDLVariable* pVariable)
+{
+    if (pVariable != nullptr)
+    {
+        m_changedVariables.push_back(pVariable);
+    }
 }
 
 void PDLEventManager::setVariableDelayed(UniqueModuleID const& id, std::string const& name,
