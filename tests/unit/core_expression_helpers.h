@@ -36,6 +36,46 @@ public:
     mutable bool m_lastWarn = false;
 };
 
+// A module-level scope at workplace 1, group 2, module 3 that runs the code of widget 5 (module
+// part included, as the engine gives it).
+class ModuleTestContext : public TestContext
+{
+public:
+    ModuleTestContext() : TestContext(nullptr, eScopeModule) {}
+
+    int getWorkplaceID() const override { return 1; }
+    int getGroupID() const override { return 2; }
+    int getModuleID() const override { return 3; }
+    uint32_t getExecWidgetID() const override { return m_execWidgetID; }
+
+    // Declares a variable in this scope; the scope owns it.
+    template <class T>
+    T* declare(T* pVariable)
+    {
+        getSymbolTable()->registerVariable(pVariable);
+        return pVariable;
+    }
+
+    uint32_t m_execWidgetID = UniqueWidgetID(1, 2, 3, 5).getValue();
+};
+
+inline PDLVariableSimple* simpleVar(std::string const& name, EScope scope = eScopeModule,
+                                    std::string const& typeName = "")
+{
+    return new PDLVariableSimple(scope, typeName, name, true, false, false, false);
+}
+
+inline PDLVariableArray* arrayVar(std::string const& name, EScope scope = eScopeModule)
+{
+    return new PDLVariableArray(scope, "", name, true, false, false, false);
+}
+
+inline PDLVariableSet* setVar(std::string const& name, EScope scope = eScopeModule,
+                              std::string const& typeName = "")
+{
+    return new PDLVariableSet(scope, typeName, name, true, false, false, false);
+}
+
 inline PDLExpression* num(int value)
 {
     return new PDLExpressionConstNumber(value);
