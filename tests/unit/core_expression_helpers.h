@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+// What a context was asked to register, in order: name and separate-event flag.
+using Registrations = std::vector<std::pair<std::string, bool>>;
+
 // Yields a fixed value of any kind (Invalid included) and records how it was asked.
 class FixedExpression : public PDLExpression
 {

@@ -5,8 +5,6 @@
 
 namespace
 {
-using Registrations = std::vector<std::pair<std::string, bool>>;
-
 class ExpressionValueTest : public PDLTest
 {
 protected:
