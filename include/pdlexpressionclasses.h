@@ -1,0 +1,472 @@
+#ifndef PDLEXPRESSIONCLASSES_H
+#define PDLEXPRESSIONCLASSES_H
+
+// Expressions of the code tree: nodes that compute a PDLVariant (constants, variable reads, function
+// ids, panel state reads, widget attribute reads, text and arithmetic operations, scaling), and set
+// expressions, which denote a collection of values (a type, a set or array variable, a literal set, a
+// single value) behind one uniform interface.
+//
+// Every evaluate sets PDLRunTimeInfo::s_pCurrentObject first (the scale expression excepted). An
+// Invalid operand gives an Invalid result without a report; a missing child is a FATAL report
+// naming the member.
+
+#include "pdlbaseclasses.h"
+#include "pdltypeclasses.h"
+#include "pdlvariant.h"
+
+#include <list>
+#include <string>
+#include <vector>
+
+class PDLSequence;
+class PDLType;
+
+// A node that yields a value or a collection of values.
+class PDLBaseExpression : public PDLObject
+{
+public:
+    enum EType : int32_t
+    {
+        eTypeExpression = 0,
+        eTypeSet = 1,
+        eTypeArray = 2
+    };
+
+    explicit PDLBaseExpression(EType type);
+    ~PDLBaseExpression() override;
+
+    // The place this expression stands for, if it can be assigned to; the base has none.
+    virtual PDLVariableDescription getExpressionVariable() const;
+
+    EType getType() const { return m_type; }
+
+protected:
+    EType m_type;
+};
+
+class PDLExpression : public PDLBaseExpression
+{
+public:
+    PDLExpression();
+    ~PDLExpression() override;
+
+    // dump: evaluates silently and writes the value's dump and a line end; print: the value's text.
+    void dump() const override;
+    void print() const override;
+
+    // warnInvalid is the read mode, handed to every sub-expression: true warns about invalid reads.
+    virtual PDLVariant evaluate(bool warnInvalid) const = 0;
+    virtual bool hasChanged() const;
+    // True for a bare word.
+    virtual bool isIdentifier() const;
+};
+
+// A list of expressions as the grammar builds it; owns its elements. Evaluated as a dotted text.
+class PDLExpressionList : public std::list<PDLExpression*>
+{
+public:
+    PDLExpressionList();
+    virtual ~PDLExpressionList();
+
+    void setContext(PDLContext* pContext, bool noEventRegistration);
+    // The texts of the elements joined by "."; Invalid as soon as one element is Invalid. An empty
+    // list only clears the target's value and keeps its kind.
+    void evaluateTo(PDLVariant& target, bool warnInvalid) const;
+    PDLVariant evaluate(bool warnInvalid) const;
+    // Exactly one element, and that one a bare word.
+    bool isIdentifier() const;
+
+    mutable PDLVariant m_value;
+
+private:
+    PDLExpressionList(PDLExpressionList const&) = delete;
+    PDLExpressionList& operator=(PDLExpressionList const&) = delete;
+};
+
+// Arguments of a call: expressions and set expressions; owns its elements.
+class PDLArgumentList : public std::list<PDLBaseExpression*>
+{
+public:
+    PDLArgumentList();
+    virtual ~PDLArgumentList();
+
+    void setContext(PDLContext* pContext, bool noEventRegistration);
+
+private:
+    PDLArgumentList(PDLArgumentList const&) = delete;
+    PDLArgumentList& operator=(PDLArgumentList const&) = delete;
+};
+
+class PDLExpressionConstNumber : public PDLExpression
+{
+public:
+    explicit PDLExpressionConstNumber(int value);
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLVariant m_value;
+};
+
+class PDLExpressionConstFloat : public PDLExpression
+{
+public:
+    explicit PDLExpressionConstFloat(float value);
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLVariant m_value;
+};
+
+class PDLExpressionConstString : public PDLExpression
+{
+public:
+    explicit PDLExpressionConstString(std::string const& value);
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLVariant m_value;
+};
+
+// A bare word: its text as a String.
+class PDLExpressionIdentifier : public PDLExpression
+{
+public:
+    explicit PDLExpressionIdentifier(std::string const& value);
+    PDLVariant evaluate(bool warnInvalid) const override;
+    bool isIdentifier() const override;
+
+protected:
+    PDLVariant m_value;
+};
+
+// A variable read, optionally at an index and through a mapping of its type.
+class PDLExpressionVariable : public PDLExpression
+{
+public:
+    // Owns the prototype and the mapping expression (which may be null).
+    PDLExpressionVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping);
+    ~PDLExpressionVariable() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+    bool hasChanged() const override;
+    PDLVariableDescription getExpressionVariable() const override;
+
+protected:
+    PDLProtoVariable* m_pProtoVariable;
+    PDLVariable* m_pVariable;
+    PDLExpression* m_pMappingExpression;
+};
+
+// A function id composed of components; a single component keeps its own kind.
+class PDLExpressionFunctionId : public PDLExpression
+{
+public:
+    explicit PDLExpressionFunctionId(PDLExpressionList* pComponents);
+    ~PDLExpressionFunctionId() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariableDescription getExpressionVariable() const override;
+
+protected:
+    mutable PDLVariant m_value;
+    PDLExpressionList* m_pFunctionIdComponents;
+};
+
+// The panel state's value at a composed function id.
+class PDLExpressionGet : public PDLExpression
+{
+public:
+    explicit PDLExpressionGet(PDLExpressionList* pComponents);
+    ~PDLExpressionGet() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    mutable PDLVariant m_value;
+    PDLExpressionList* m_pFunctionIdComponents;
+    PDLSequence* m_pSequence;
+};
+
+// An attribute of a physical widget of the context's module.
+class PDLExpressionWidgetRef : public PDLExpression
+{
+public:
+    PDLExpressionWidgetRef(PDLExpression* pWidgetId, std::string const& attribute);
+    ~PDLExpressionWidgetRef() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLExpression* m_pWidgetId;
+    std::string m_attribute;
+};
+
+// The left text followed by the right text.
+class PDLExpressionAppend : public PDLExpression
+{
+public:
+    PDLExpressionAppend(PDLExpression* pLeft, PDLExpression* pRight);
+    ~PDLExpressionAppend() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLExpression* m_pLeftExpression;
+    PDLExpression* m_pRightExpression;
+    mutable PDLVariant m_value;
+};
+
+// Cuts bytes off, or takes bytes from, either end of a text.
+class PDLExpressionSubExp : public PDLExpression
+{
+public:
+    enum EMode : int32_t
+    {
+        CUTLEFT = 0,
+        CUTRIGHT = 1,
+        GETLEFT = 2,
+        GETRIGHT = 3
+    };
+
+    PDLExpressionSubExp(EMode mode, PDLExpression* pSource, PDLExpression* pLength);
+    ~PDLExpressionSubExp() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    EMode m_mode;
+    PDLExpression* m_pSourceExpression;
+    PDLExpression* m_pLengthExpression;
+    mutable PDLVariant m_value;
+};
+
+// The number of bytes of the operand's text.
+class PDLExpressionStrLen : public PDLExpression
+{
+public:
+    explicit PDLExpressionStrLen(PDLExpression* pExpression);
+    ~PDLExpressionStrLen() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLExpression* m_pExpression;
+};
+
+// The byte-wise three-way comparison of two texts.
+class PDLExpressionStrCmp : public PDLExpression
+{
+public:
+    PDLExpressionStrCmp(PDLExpression* pLeft, PDLExpression* pRight);
+    ~PDLExpressionStrCmp() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLExpression* m_pExpressionLeft;
+    PDLExpression* m_pExpressionRight;
+};
+
+// A binary arithmetic operation: Float if either operand is a Float, else Int with 32-bit wrap-around.
+class PDLExpressionMathOperator : public PDLExpression
+{
+public:
+    PDLExpressionMathOperator(PDLExpression* pLeft, PDLExpression* pRight);
+    ~PDLExpressionMathOperator() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+    // Computes into m_value; false when the operation cannot be done (reported by the operator).
+    virtual bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const = 0;
+
+protected:
+    static bool isFloatOperation(PDLVariant const& left, PDLVariant const& right);
+
+    mutable PDLVariant m_value;
+    PDLExpression* m_pLeftExpression;
+    PDLExpression* m_pRightExpression;
+};
+
+class PDLExpressionPlusOp : public PDLExpressionMathOperator
+{
+public:
+    using PDLExpressionMathOperator::PDLExpressionMathOperator;
+    bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+};
+
+class PDLExpressionMinusOp : public PDLExpressionMathOperator
+{
+public:
+    using PDLExpressionMathOperator::PDLExpressionMathOperator;
+    bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+};
+
+class PDLExpressionMultiplicationOp : public PDLExpressionMathOperator
+{
+public:
+    using PDLExpressionMathOperator::PDLExpressionMathOperator;
+    bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+};
+
+class PDLExpressionDivisionOp : public PDLExpressionMathOperator
+{
+public:
+    using PDLExpressionMathOperator::PDLExpressionMathOperator;
+    bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+};
+
+// Always on integers: Float operands are truncated first.
+class PDLExpressionModuloOp : public PDLExpressionMathOperator
+{
+public:
+    using PDLExpressionMathOperator::PDLExpressionMathOperator;
+    bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+};
+
+// Scales (or with inverse unscales) a value by the scaler that a parameter array names at "TYPE".
+class PDLExpressionScale : public PDLExpression
+{
+public:
+    PDLExpressionScale(PDLExpression* pExpression, std::string const& variableName, bool inverse);
+    ~PDLExpressionScale() override;
+
+    void onContextSet() override;
+    PDLVariant evaluate(bool warnInvalid) const override;
+
+protected:
+    PDLExpression* m_pExpression;
+    std::string m_variableName;
+    bool m_inverse;
+    mutable PDLVariant m_value;
+    PDLVariable* m_pVariable;
+};
+
+// A collection of values: iteration, membership, the type name of its values and a count.
+class PDLSetExp : public PDLBaseExpression
+{
+public:
+    explicit PDLSetExp(PDLBaseExpression::EType type);
+    ~PDLSetExp() override;
+
+    // "{ ", the elements separated by ", ", " }" and a line end, on standard output.
+    void dump() const override;
+
+    virtual PDLVariantIteratorCont begin() const = 0;
+    virtual PDLVariantIteratorCont end() const = 0;
+    virtual bool isElement(PDLVariant const& value) const = 0;
+    virtual std::string getTypeName() const = 0;
+    virtual int getCount() const = 0;
+};
+
+// The values of a declared type, or of one of its mappings.
+class PDLSetExpType : public PDLSetExp
+{
+public:
+    // Looks the type up in the module being parsed; owns the mapping expression (may be null).
+    PDLSetExpType(std::string const& typeName, PDLExpression* pMapping);
+    ~PDLSetExpType() override;
+
+    PDLVariantIteratorCont begin() const override;
+    PDLVariantIteratorCont end() const override;
+    bool isElement(PDLVariant const& value) const override;
+    std::string getTypeName() const override;
+    // Mappings plus one, not the number of values.
+    int getCount() const override;
+
+protected:
+    PDLType* m_pType;
+    PDLExpression* m_pMappingExpression;
+};
+
+// The elements of a set or array variable, optionally through a mapping of its type.
+class PDLSetExpVariable : public PDLSetExp
+{
+public:
+    // Owns the prototype and the mapping expression (may be null).
+    PDLSetExpVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping);
+    ~PDLSetExpVariable() override;
+
+    void onContextSet() override;
+    PDLVariableDescription getExpressionVariable() const override;
+    PDLVariantIteratorCont begin() const override;
+    PDLVariantIteratorCont end() const override;
+    bool isElement(PDLVariant const& value) const override;
+    std::string getTypeName() const override;
+    int getCount() const override;
+
+protected:
+    PDLProtoVariable* m_pProtoVariable;
+    PDLVariable* m_pVariable;
+    PDLExpression* m_pMappingExpression;
+};
+
+// A literal list of values.
+class PDLSetExpConstSet : public PDLSetExp
+{
+public:
+    PDLSetExpConstSet();
+    // Owns the vector, which may be null.
+    explicit PDLSetExpConstSet(std::vector<PDLVariant>* pValues);
+    ~PDLSetExpConstSet() override;
+
+    PDLVariantIteratorCont begin() const override;
+    PDLVariantIteratorCont end() const override;
+    bool isElement(PDLVariant const& value) const override;
+    std::string getTypeName() const override;
+    int getCount() const override;
+
+protected:
+    std::vector<PDLVariant>* m_pValues;
+    PDLVariantIteratorVectorWrapper m_begin;
+    PDLVariantIteratorVectorWrapper m_end;
+};
+
+// One value seen as a set of one element; the value is evaluated at each begin.
+class PDLSetExpSingleValue : public PDLSetExp
+{
+public:
+    // Runs once over its value; all finished iterators are equal.
+    class VariantIteratorSingleValue : public PDLVariantIterator
+    {
+    public:
+        VariantIteratorSingleValue(PDLVariant const& value, bool finished);
+        VariantIteratorSingleValue(VariantIteratorSingleValue const& other);
+
+        PDLVariantIterator& operator++() override;
+        PDLVariantIterator& operator++(int) override;
+        bool operator==(PDLVariantIterator const& other) const override;
+        bool operator!=(PDLVariantIterator const& other) const override;
+        PDLVariant operator*() const override;
+        PDLVariantIterator* clone() const override;
+
+        PDLVariant m_value;
+        bool m_finished;
+    };
+
+    // Owns the expression.
+    explicit PDLSetExpSingleValue(PDLExpression* pSingleValue);
+    ~PDLSetExpSingleValue() override;
+
+    void onContextSet() override;
+    PDLVariableDescription getExpressionVariable() const override;
+    PDLVariantIteratorCont begin() const override;
+    PDLVariantIteratorCont end() const override;
+    bool isElement(PDLVariant const& value) const override;
+    std::string getTypeName() const override;
+    int getCount() const override;
+
+protected:
+    mutable VariantIteratorSingleValue m_begin;
+    VariantIteratorSingleValue m_end;
+    PDLExpression* m_pSingleValue;
+};
+
+#endif

@@ -1,0 +1,1115 @@
+#include "pdlexpressionclasses.h"
+
+#include "pdlmodule.h"
+#include "pdlpanelstate.h"
+#include "pdlphysicalwidget.h"
+#include "pdlscaler.h"
+#include "pdlsymboltable.h"
+
+#include <basekit/uniqueids.h>
+
+#include <cstdint>
+#include <iostream>
+#include <limits>
+#include <memory>
+
+namespace
+{
+void reportFatal(std::string const& text, char const* file, int line)
+{
+    PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, text, file, line);
+}
+
+void reportError(std::string const& text, char const* file, int line)
+{
+    PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, text, file, line);
+}
+
+// A failed check on a member: a FATAL report whose text is the member's name.
+#define PDL_CHECK(member) checkMember((member) != nullptr, #member, __FILE__, __LINE__)
+
+bool checkMember(bool present, char const* name, char const* file, int line)
+{
+    if (!present)
+    {
+        reportFatal(name, file, line);
+    }
+    return present;
+}
+
+bool isInvalid(PDLVariant const& value)
+{
+    return value.getKind() == PDLVariant::eInvalid;
+}
+
+template <class T>
+void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
+{
+    if (pChild != nullptr)
+    {
+        pChild->setContext(pContext, noEventRegistration);
+    }
+}
+
+// 32-bit two's complement arithmetic without undefined overflow.
+int32_t wrap(uint32_t value)
+{
+    return static_cast<int32_t>(value);
+}
+} // namespace
+
+// ---------------------------------------------------------------------------------------------------
+// Bases and lists
+
+PDLBaseExpression::PDLBaseExpression(EType type) : m_type(type) {}
+
+PDLBaseExpression::~PDLBaseExpression() {}
+
+PDLVariableDescription PDLBaseExpression::getExpressionVariable() const
+{
+    return PDLVariableDescription(nullptr, "");
+}
+
+PDLExpression::PDLExpression() : PDLBaseExpression(eTypeExpression) {}
+
+PDLExpression::~PDLExpression() {}
+
+void PDLExpression::dump() const
+{
+    evaluate(false).dump();
+    std::cout << std::endl;
+}
+
+void PDLExpression::print() const
+{
+    evaluate(false).print();
+}
+
+bool PDLExpression::hasChanged() const
+{
+    return true;
+}
+
+bool PDLExpression::isIdentifier() const
+{
+    return false;
+}
+
+PDLExpressionList::PDLExpressionList() {}
+
+PDLExpressionList::~PDLExpressionList()
+{
+    for (PDLExpression* pExpression : *this)
+    {
+        delete pExpression;
+    }
+}
+
+void PDLExpressionList::setContext(PDLContext* pContext, bool noEventRegistration)
+{
+    for (PDLExpression* pExpression : *this)
+    {
+        bind(pExpression, pContext, noEventRegistration);
+    }
+}
+
+void PDLExpressionList::evaluateTo(PDLVariant& target, bool warnInvalid) const
+{
+    target.clear();
+    bool first = true;
+    for (PDLExpression const* pExpression : *this)
+    {
+        if (pExpression == nullptr)
+        {
+            reportFatal("pExpression", __FILE__, __LINE__);
+            target = PDLVariant();
+            return;
+        }
+        PDLVariant const value = pExpression->evaluate(warnInvalid);
+        if (isInvalid(value))
+        {
+            target = PDLVariant();
+            return;
+        }
+        if (!first)
+        {
+            target.append(".");
+        }
+        target.append(value.getString());
+        first = false;
+    }
+}
+
+PDLVariant PDLExpressionList::evaluate(bool warnInvalid) const
+{
+    evaluateTo(m_value, warnInvalid);
+    return m_value;
+}
+
+bool PDLExpressionList::isIdentifier() const
+{
+    return size() == 1 && front() != nullptr && front()->isIdentifier();
+}
+
+PDLArgumentList::PDLArgumentList() {}
+
+PDLArgumentList::~PDLArgumentList()
+{
+    for (PDLBaseExpression* pExpression : *this)
+    {
+        delete pExpression;
+    }
+}
+
+void PDLArgumentList::setContext(PDLContext* pContext, bool noEventRegistration)
+{
+    for (PDLBaseExpression* pExpression : *this)
+    {
+        bind(pExpression, pContext, noEventRegistration);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Constants and bare words
+
+PDLExpressionConstNumber::PDLExpressionConstNumber(int value) : m_value(value) {}
+
+PDLVariant PDLExpressionConstNumber::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstNumber*>(this);
+    return m_value;
+}
+
+PDLExpressionConstFloat::PDLExpressionConstFloat(float value) : m_value(value) {}
+
+PDLVariant PDLExpressionConstFloat::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstFloat*>(this);
+    return m_value;
+}
+
+PDLExpressionConstString::PDLExpressionConstString(std::string const& value) : m_value(value) {}
+
+PDLVariant PDLExpressionConstString::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstString*>(this);
+    return m_value;
+}
+
+PDLExpressionIdentifier::PDLExpressionIdentifier(std::string const& value) : m_value(value) {}
+
+PDLVariant PDLExpressionIdentifier::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionIdentifier*>(this);
+    return m_value;
+}
+
+bool PDLExpressionIdentifier::isIdentifier() const
+{
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Variables
+
+PDLExpressionVariable::PDLExpressionVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping)
+    : m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pMappingExpression(pMapping)
+{
+}
+
+PDLExpressionVariable::~PDLExpressionVariable()
+{
+    delete m_pMappingExpression;
+    delete m_pProtoVariable;
+}
+
+void PDLExpressionVariable::onContextSet()
+{
+    if (!PDL_CHECK(m_pProtoVariable))
+    {
+        return;
+    }
+    // An index registers for changes even inside a handler body.
+    bind(m_pProtoVariable->m_pIndex, m_pContext, false);
+    m_pVariable = getVariable(m_pProtoVariable->m_name, true);
+    bind(m_pMappingExpression, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionVariable*>(this);
+    if (!PDL_CHECK(m_pProtoVariable) || !PDL_CHECK(m_pVariable))
+    {
+        return PDLVariant();
+    }
+    std::string mapping;
+    if (m_pMappingExpression != nullptr)
+    {
+        PDLVariant const mappingValue = m_pMappingExpression->evaluate(warnInvalid);
+        if (isInvalid(mappingValue))
+        {
+            return PDLVariant();
+        }
+        mapping = mappingValue.getString();
+    }
+    if (m_pProtoVariable->m_pIndex != nullptr)
+    {
+        PDLVariant const index = m_pProtoVariable->m_pIndex->evaluate(warnInvalid);
+        return m_pVariable->getValueAtIndex(index, mapping, warnInvalid);
+    }
+    return m_pVariable->getValue(mapping, warnInvalid);
+}
+
+bool PDLExpressionVariable::hasChanged() const
+{
+    return m_pVariable != nullptr && m_pVariable->isChanged();
+}
+
+PDLVariableDescription PDLExpressionVariable::getExpressionVariable() const
+{
+    std::string index;
+    if (m_pProtoVariable != nullptr && m_pProtoVariable->m_pIndex != nullptr)
+    {
+        index = m_pProtoVariable->m_pIndex->evaluate(true).getString();
+    }
+    return PDLVariableDescription(m_pVariable, index);
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Function ids and the panel state
+
+PDLExpressionFunctionId::PDLExpressionFunctionId(PDLExpressionList* pComponents)
+    : m_pFunctionIdComponents(pComponents)
+{
+}
+
+PDLExpressionFunctionId::~PDLExpressionFunctionId()
+{
+    delete m_pFunctionIdComponents;
+}
+
+void PDLExpressionFunctionId::onContextSet()
+{
+    if (PDL_CHECK(m_pFunctionIdComponents))
+    {
+        m_pFunctionIdComponents->setContext(m_pContext, m_noEventRegistration);
+    }
+}
+
+PDLVariant PDLExpressionFunctionId::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionFunctionId*>(this);
+    if (!PDL_CHECK(m_pFunctionIdComponents))
+    {
+        return PDLVariant();
+    }
+    // A lone component keeps its kind: a single number stays a number.
+    if (m_pFunctionIdComponents->size() == 1 && m_pFunctionIdComponents->front() != nullptr)
+    {
+        return m_pFunctionIdComponents->front()->evaluate(warnInvalid);
+    }
+    m_pFunctionIdComponents->evaluateTo(m_value, warnInvalid);
+    return m_value;
+}
+
+PDLVariableDescription PDLExpressionFunctionId::getExpressionVariable() const
+{
+    if (m_pFunctionIdComponents != nullptr && m_pFunctionIdComponents->size() == 1 &&
+        m_pFunctionIdComponents->front() != nullptr)
+    {
+        return m_pFunctionIdComponents->front()->getExpressionVariable();
+    }
+    return PDLVariableDescription(nullptr, "");
+}
+
+PDLExpressionGet::PDLExpressionGet(PDLExpressionList* pComponents)
+    : m_pFunctionIdComponents(pComponents), m_pSequence(nullptr)
+{
+}
+
+PDLExpressionGet::~PDLExpressionGet()
+{
+    delete m_pFunctionIdComponents;
+}
+
+void PDLExpressionGet::onContextSet()
+{
+    if (PDL_CHECK(m_pFunctionIdComponents))
+    {
+        m_pFunctionIdComponents->setContext(m_pContext, m_noEventRegistration);
+    }
+    // The reader that a read subscribes is the widget of the context. A sequence reader is taken
+    // only while its when condition is being bound, which the sequence itself tells; no such
+    // context exists yet, so m_pSequence stays null.
+}
+
+PDLVariant PDLExpressionGet::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionGet*>(this);
+    if (!PDL_CHECK(m_pFunctionIdComponents))
+    {
+        return PDLVariant();
+    }
+    m_pFunctionIdComponents->evaluateTo(m_value, warnInvalid);
+    if (isInvalid(m_value))
+    {
+        return PDLVariant();
+    }
+    if (!PDLPanelState::hasInstance())
+    {
+        reportFatal("pPanelState", __FILE__, __LINE__);
+        return PDLVariant();
+    }
+    return PDLPanelState::getInstance()->getValue(m_value.getString(), warnInvalid);
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Widget attributes
+
+PDLExpressionWidgetRef::PDLExpressionWidgetRef(PDLExpression* pWidgetId, std::string const& attribute)
+    : m_pWidgetId(pWidgetId), m_attribute(attribute)
+{
+}
+
+PDLExpressionWidgetRef::~PDLExpressionWidgetRef()
+{
+    delete m_pWidgetId;
+}
+
+void PDLExpressionWidgetRef::onContextSet()
+{
+    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionWidgetRef::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionWidgetRef*>(this);
+    if (!PDL_CHECK(m_pWidgetId) || !PDL_CHECK(m_pContext))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const widgetNumber = m_pWidgetId->evaluate(warnInvalid);
+    if (isInvalid(widgetNumber))
+    {
+        reportFatal("pWidgetID.isValid()", __FILE__, __LINE__);
+        return PDLVariant();
+    }
+    uint32_t const id = (static_cast<uint32_t>(widgetNumber.getInt()) & 0xFFFFu) |
+                        ((static_cast<uint32_t>(m_pContext->getModuleID()) & 0xFFu) << 16) |
+                        ((static_cast<uint32_t>(m_pContext->getGroupID()) & 0x1Fu) << 24) |
+                        ((static_cast<uint32_t>(m_pContext->getWorkplaceID()) & 0x7u) << 29);
+    PDLPhysicalWidget* pWidget = PDLPhysicalWidgetManager::hasInstance()
+                                     ? PDLPhysicalWidgetManager::getInstance()->findWidget(UniqueWidgetID(id))
+                                     : nullptr;
+    if (pWidget == nullptr)
+    {
+        reportError("widget " + std::to_string(id) + " not found", __FILE__, __LINE__);
+        return PDLVariant();
+    }
+    // The physical widget keeps no attribute values yet: a known widget reads as Invalid.
+    return PDLVariant();
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Text operations
+
+PDLExpressionAppend::PDLExpressionAppend(PDLExpression* pLeft, PDLExpression* pRight)
+    : m_pLeftExpression(pLeft), m_pRightExpression(pRight)
+{
+}
+
+PDLExpressionAppend::~PDLExpressionAppend()
+{
+    delete m_pLeftExpression;
+    delete m_pRightExpression;
+}
+
+void PDLExpressionAppend::onContextSet()
+{
+    PDL_CHECK(m_pLeftExpression);
+    PDL_CHECK(m_pRightExpression);
+    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionAppend::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionAppend*>(this);
+    if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const left = m_pLeftExpression->evaluate(warnInvalid);
+    PDLVariant const right = m_pRightExpression->evaluate(warnInvalid);
+    if (isInvalid(left) || isInvalid(right))
+    {
+        return PDLVariant();
+    }
+    m_value = PDLVariant(left.getString() + right.getString());
+    return m_value;
+}
+
+PDLExpressionSubExp::PDLExpressionSubExp(EMode mode, PDLExpression* pSource, PDLExpression* pLength)
+    : m_mode(mode), m_pSourceExpression(pSource), m_pLengthExpression(pLength)
+{
+}
+
+PDLExpressionSubExp::~PDLExpressionSubExp()
+{
+    delete m_pSourceExpression;
+    delete m_pLengthExpression;
+}
+
+void PDLExpressionSubExp::onContextSet()
+{
+    PDL_CHECK(m_pSourceExpression);
+    PDL_CHECK(m_pLengthExpression);
+    bind(m_pSourceExpression, m_pContext, m_noEventRegistration);
+    bind(m_pLengthExpression, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionSubExp::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionSubExp*>(this);
+    if (!PDL_CHECK(m_pSourceExpression) || !PDL_CHECK(m_pLengthExpression))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const source = m_pSourceExpression->evaluate(warnInvalid);
+    PDLVariant const length = m_pLengthExpression->evaluate(warnInvalid);
+    if (isInvalid(source) || isInvalid(length))
+    {
+        return PDLVariant();
+    }
+    int32_t const n = length.getInt();
+    std::string const text = source.getString();
+    int32_t const len = static_cast<int32_t>(text.size());
+    switch (m_mode)
+    {
+    case CUTLEFT:
+        m_value = n < 1 ? source : (n >= len ? PDLVariant("") : PDLVariant(text.substr(n)));
+        break;
+    case CUTRIGHT:
+        m_value = n < 1 ? source : (n >= len ? PDLVariant("") : PDLVariant(text.substr(0, len - n)));
+        break;
+    case GETLEFT:
+        m_value = n < 1 ? PDLVariant("") : (n >= len ? source : PDLVariant(text.substr(0, n)));
+        break;
+    case GETRIGHT:
+        m_value = n < 1 ? PDLVariant("") : (n >= len ? source : PDLVariant(text.substr(len - n)));
+        break;
+    default:
+        reportFatal("Unknown PDLExpressionSubExp mode !", __FILE__, __LINE__);
+        break;
+    }
+    return m_value;
+}
+
+PDLExpressionStrLen::PDLExpressionStrLen(PDLExpression* pExpression) : m_pExpression(pExpression) {}
+
+PDLExpressionStrLen::~PDLExpressionStrLen()
+{
+    delete m_pExpression;
+}
+
+void PDLExpressionStrLen::onContextSet()
+{
+    if (PDL_CHECK(m_pExpression))
+    {
+        m_pExpression->setContext(m_pContext, m_noEventRegistration);
+    }
+}
+
+PDLVariant PDLExpressionStrLen::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionStrLen*>(this);
+    if (!PDL_CHECK(m_pExpression))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const value = m_pExpression->evaluate(warnInvalid);
+    if (isInvalid(value))
+    {
+        return PDLVariant();
+    }
+    return PDLVariant(static_cast<int>(value.getString().size()));
+}
+
+PDLExpressionStrCmp::PDLExpressionStrCmp(PDLExpression* pLeft, PDLExpression* pRight)
+    : m_pExpressionLeft(pLeft), m_pExpressionRight(pRight)
+{
+}
+
+PDLExpressionStrCmp::~PDLExpressionStrCmp()
+{
+    delete m_pExpressionLeft;
+    delete m_pExpressionRight;
+}
+
+void PDLExpressionStrCmp::onContextSet()
+{
+    PDL_CHECK(m_pExpressionLeft);
+    PDL_CHECK(m_pExpressionRight);
+    bind(m_pExpressionLeft, m_pContext, m_noEventRegistration);
+    bind(m_pExpressionRight, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionStrCmp::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionStrCmp*>(this);
+    if (!PDL_CHECK(m_pExpressionLeft) || !PDL_CHECK(m_pExpressionRight))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const left = m_pExpressionLeft->evaluate(warnInvalid);
+    PDLVariant const right = m_pExpressionRight->evaluate(warnInvalid);
+    if (isInvalid(left) || isInvalid(right))
+    {
+        return PDLVariant();
+    }
+    // Bytes as unsigned; at equal prefixes the length difference, clamped to 32 bits.
+    return PDLVariant(left.getString().compare(right.getString()));
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Arithmetic
+
+PDLExpressionMathOperator::PDLExpressionMathOperator(PDLExpression* pLeft, PDLExpression* pRight)
+    : m_pLeftExpression(pLeft), m_pRightExpression(pRight)
+{
+}
+
+PDLExpressionMathOperator::~PDLExpressionMathOperator()
+{
+    delete m_pLeftExpression;
+    delete m_pRightExpression;
+}
+
+void PDLExpressionMathOperator::onContextSet()
+{
+    PDL_CHECK(m_pLeftExpression);
+    PDL_CHECK(m_pRightExpression);
+    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionMathOperator::evaluate(bool warnInvalid) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionMathOperator*>(this);
+    if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const left = m_pLeftExpression->evaluate(warnInvalid);
+    PDLVariant const right = m_pRightExpression->evaluate(warnInvalid);
+    if (isInvalid(left) || isInvalid(right))
+    {
+        return PDLVariant();
+    }
+    if (!opEvaluate(left, right))
+    {
+        reportError("Math calculation error !", __FILE__, __LINE__);
+        return PDLVariant();
+    }
+    return m_value;
+}
+
+bool PDLExpressionMathOperator::isFloatOperation(PDLVariant const& left, PDLVariant const& right)
+{
+    return left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat;
+}
+
+bool PDLExpressionPlusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    if (isFloatOperation(left, right))
+    {
+        m_value = PDLVariant(left.getFloat() + right.getFloat());
+    }
+    else
+    {
+        m_value =
+            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) + static_cast<uint32_t>(right.getInt())));
+    }
+    return true;
+}
+
+bool PDLExpressionMinusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    if (isFloatOperation(left, right))
+    {
+        m_value = PDLVariant(left.getFloat() - right.getFloat());
+    }
+    else
+    {
+        m_value =
+            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) - static_cast<uint32_t>(right.getInt())));
+    }
+    return true;
+}
+
+bool PDLExpressionMultiplicationOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    if (isFloatOperation(left, right))
+    {
+        m_value = PDLVariant(left.getFloat() * right.getFloat());
+    }
+    else
+    {
+        m_value =
+            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) * static_cast<uint32_t>(right.getInt())));
+    }
+    return true;
+}
+
+bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    if (isFloatOperation(left, right))
+    {
+        float const divisor = right.getFloat();
+        if (divisor == 0.0f)
+        {
+            reportError("Division by zero!", __FILE__, __LINE__);
+            return false;
+        }
+        m_value = PDLVariant(left.getFloat() / divisor);
+        return true;
+    }
+    int32_t const dividend = left.getInt();
+    int32_t const divisor = right.getInt();
+    if (divisor == 0)
+    {
+        reportError("Division by zero!", __FILE__, __LINE__);
+        return false;
+    }
+    // The one quotient that does not fit wraps around, as the processor's would if it did not trap.
+    if (dividend == std::numeric_limits<int32_t>::min() && divisor == -1)
+    {
+        m_value = PDLVariant(dividend);
+        return true;
+    }
+    m_value = PDLVariant(dividend / divisor);
+    return true;
+}
+
+bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    int32_t const dividend = left.getInt();
+    int32_t const divisor = right.getInt();
+    if (divisor == 0)
+    {
+        reportError("Division by zero!", __FILE__, __LINE__);
+        return false;
+    }
+    if (divisor == -1)
+    {
+        m_value = PDLVariant(0);
+        return true;
+    }
+    m_value = PDLVariant(dividend % divisor);
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Scaling
+
+PDLExpressionScale::PDLExpressionScale(PDLExpression* pExpression, std::string const& variableName,
+                                       bool inverse)
+    : m_pExpression(pExpression), m_variableName(variableName), m_inverse(inverse), m_pVariable(nullptr)
+{
+}
+
+PDLExpressionScale::~PDLExpressionScale()
+{
+    delete m_pExpression;
+}
+
+void PDLExpressionScale::onContextSet()
+{
+    PDL_CHECK(m_pExpression);
+    m_pVariable = getVariable(m_variableName, true);
+    bind(m_pExpression, m_pContext, m_noEventRegistration);
+}
+
+PDLVariant PDLExpressionScale::evaluate(bool warnInvalid) const
+{
+    if (!PDL_CHECK(m_pVariable) || !PDL_CHECK(m_pExpression))
+    {
+        return PDLVariant();
+    }
+    PDLVariant const type = m_pVariable->getValueAtIndex(PDLVariant("TYPE"), "", false);
+    if (isInvalid(type))
+    {
+        // No scaler named: the value passes unscaled.
+        return m_pExpression->evaluate(warnInvalid);
+    }
+    m_value = PDLVariant();
+    // A fresh scaler each time, so that it reads the parameters as they are now.
+    std::unique_ptr<PDLScaler> pScaler(PDLScaler::create(type.getString()));
+    if (pScaler)
+    {
+        pScaler->setParameters(m_pVariable);
+        m_value = pScaler->scale(m_pExpression->evaluate(warnInvalid), m_inverse);
+    }
+    return m_value;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// Set expressions
+
+namespace
+{
+PDLVariantIteratorCont emptyIterator()
+{
+    return PDLVariantIteratorCont(new PDLVariantIteratorEmpty());
+}
+
+// The mapping name of a set expression; an Invalid mapping value reads as the empty name.
+std::string mappingName(PDLExpression const* pMapping)
+{
+    return pMapping != nullptr ? pMapping->evaluate(true).getString() : std::string();
+}
+
+// For membership: false when the mapping expression yields Invalid.
+bool mappingForMembership(PDLExpression const* pMapping, std::string& mapping)
+{
+    if (pMapping == nullptr)
+    {
+        mapping.clear();
+        return true;
+    }
+    PDLVariant const value = pMapping->evaluate(true);
+    if (isInvalid(value))
+    {
+        return false;
+    }
+    mapping = value.getString();
+    return true;
+}
+} // namespace
+
+PDLSetExp::PDLSetExp(PDLBaseExpression::EType type) : PDLBaseExpression(type) {}
+
+PDLSetExp::~PDLSetExp() {}
+
+void PDLSetExp::dump() const
+{
+    std::cout << "{ ";
+    PDLVariantIteratorCont const last = end();
+    bool first = true;
+    for (PDLVariantIteratorCont it = begin(); it != last; ++it)
+    {
+        if (!first)
+        {
+            std::cout << ", ";
+        }
+        (*it).print();
+        first = false;
+    }
+    std::cout << " }" << std::endl;
+}
+
+PDLSetExpType::PDLSetExpType(std::string const& typeName, PDLExpression* pMapping)
+    : PDLSetExp(eTypeSet),
+      m_pType(g_pCurrentModule != nullptr ? g_pCurrentModule->getType(typeName) : nullptr),
+      m_pMappingExpression(pMapping)
+{
+}
+
+PDLSetExpType::~PDLSetExpType()
+{
+    delete m_pMappingExpression;
+}
+
+PDLVariantIteratorCont PDLSetExpType::begin() const
+{
+    if (!PDL_CHECK(m_pType))
+    {
+        return emptyIterator();
+    }
+    return m_pType->begin(mappingName(m_pMappingExpression));
+}
+
+PDLVariantIteratorCont PDLSetExpType::end() const
+{
+    if (!PDL_CHECK(m_pType))
+    {
+        return emptyIterator();
+    }
+    return m_pType->end(mappingName(m_pMappingExpression));
+}
+
+bool PDLSetExpType::isElement(PDLVariant const& value) const
+{
+    if (!PDL_CHECK(m_pType))
+    {
+        return false;
+    }
+    std::string mapping;
+    if (!mappingForMembership(m_pMappingExpression, mapping))
+    {
+        return false;
+    }
+    return m_pType->isElementIn(value, mapping);
+}
+
+std::string PDLSetExpType::getTypeName() const
+{
+    return m_pType != nullptr ? m_pType->getName() : std::string();
+}
+
+int PDLSetExpType::getCount() const
+{
+    if (!PDL_CHECK(m_pType))
+    {
+        return 0;
+    }
+    return m_pType->getCount();
+}
+
+PDLSetExpVariable::PDLSetExpVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping)
+    : PDLSetExp(pProtoVariable != nullptr && pProtoVariable->m_isArray ? eTypeArray : eTypeSet),
+      m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pMappingExpression(pMapping)
+{
+}
+
+PDLSetExpVariable::~PDLSetExpVariable()
+{
+    delete m_pMappingExpression;
+    delete m_pProtoVariable;
+}
+
+void PDLSetExpVariable::onContextSet()
+{
+    if (PDL_CHECK(m_pProtoVariable))
+    {
+        m_pVariable = getVariable(m_pProtoVariable->m_name, true);
+    }
+    bind(m_pMappingExpression, m_pContext, m_noEventRegistration);
+}
+
+PDLVariableDescription PDLSetExpVariable::getExpressionVariable() const
+{
+    return PDLVariableDescription(m_pVariable, "");
+}
+
+PDLVariantIteratorCont PDLSetExpVariable::begin() const
+{
+    if (!PDL_CHECK(m_pVariable))
+    {
+        return emptyIterator();
+    }
+    return m_pVariable->begin(mappingName(m_pMappingExpression));
+}
+
+PDLVariantIteratorCont PDLSetExpVariable::end() const
+{
+    if (!PDL_CHECK(m_pVariable))
+    {
+        return emptyIterator();
+    }
+    return m_pVariable->end(mappingName(m_pMappingExpression));
+}
+
+bool PDLSetExpVariable::isElement(PDLVariant const& value) const
+{
+    if (!PDL_CHECK(m_pVariable))
+    {
+        return false;
+    }
+    std::string mapping;
+    if (!mappingForMembership(m_pMappingExpression, mapping))
+    {
+        return false;
+    }
+    return m_pVariable->isElementIn(value, mapping);
+}
+
+std::string PDLSetExpVariable::getTypeName() const
+{
+    if (!PDL_CHECK(m_pVariable))
+    {
+        return std::string();
+    }
+    return m_pVariable->getTypeName();
+}
+
+int PDLSetExpVariable::getCount() const
+{
+    return m_pVariable != nullptr ? m_pVariable->getCount() : 0;
+}
+
+PDLSetExpConstSet::PDLSetExpConstSet() : PDLSetExpConstSet(nullptr) {}
+
+PDLSetExpConstSet::PDLSetExpConstSet(std::vector<PDLVariant>* pValues)
+    : PDLSetExp(eTypeSet), m_pValues(pValues), m_begin(pValues != nullptr ? pValues->data() : nullptr),
+      m_end(pValues != nullptr ? pValues->data() + pValues->size() : nullptr)
+{
+}
+
+PDLSetExpConstSet::~PDLSetExpConstSet()
+{
+    delete m_pValues;
+}
+
+PDLVariantIteratorCont PDLSetExpConstSet::begin() const
+{
+    if (m_pValues == nullptr)
+    {
+        return emptyIterator();
+    }
+    return PDLVariantIteratorCont(m_begin.clone());
+}
+
+PDLVariantIteratorCont PDLSetExpConstSet::end() const
+{
+    if (m_pValues == nullptr)
+    {
+        return emptyIterator();
+    }
+    return PDLVariantIteratorCont(m_end.clone());
+}
+
+bool PDLSetExpConstSet::isElement(PDLVariant const& value) const
+{
+    if (isInvalid(value) || m_pValues == nullptr)
+    {
+        return false;
+    }
+    for (PDLVariant const& element : *m_pValues)
+    {
+        if (element == value)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string PDLSetExpConstSet::getTypeName() const
+{
+    return std::string();
+}
+
+int PDLSetExpConstSet::getCount() const
+{
+    return m_pValues != nullptr ? static_cast<int>(m_pValues->size()) : 0;
+}
+
+PDLSetExpSingleValue::VariantIteratorSingleValue::VariantIteratorSingleValue(PDLVariant const& value,
+                                                                             bool finished)
+    : m_value(value), m_finished(finished)
+{
+}
+
+PDLSetExpSingleValue::VariantIteratorSingleValue::VariantIteratorSingleValue(
+    VariantIteratorSingleValue const& other)
+    : PDLVariantIterator(other), m_value(other.m_value), m_finished(other.m_finished)
+{
+}
+
+PDLVariantIterator& PDLSetExpSingleValue::VariantIteratorSingleValue::operator++()
+{
+    m_finished = true;
+    return *this;
+}
+
+PDLVariantIterator& PDLSetExpSingleValue::VariantIteratorSingleValue::operator++(int)
+{
+    m_finished = true;
+    return *this;
+}
+
+bool PDLSetExpSingleValue::VariantIteratorSingleValue::operator==(PDLVariantIterator const& other) const
+{
+    // Only the flags count, so every finished iterator equals the end.
+    auto const* pOther = dynamic_cast<VariantIteratorSingleValue const*>(&other);
+    return pOther != nullptr && pOther->m_finished == m_finished;
+}
+
+bool PDLSetExpSingleValue::VariantIteratorSingleValue::operator!=(PDLVariantIterator const& other) const
+{
+    return !(*this == other);
+}
+
+PDLVariant PDLSetExpSingleValue::VariantIteratorSingleValue::operator*() const
+{
+    return m_value;
+}
+
+PDLVariantIterator* PDLSetExpSingleValue::VariantIteratorSingleValue::clone() const
+{
+    return new VariantIteratorSingleValue(*this);
+}
+
+PDLSetExpSingleValue::PDLSetExpSingleValue(PDLExpression* pSingleValue)
+    : PDLSetExp(eTypeSet), m_begin(PDLVariant(), false), m_end(PDLVariant(), true),
+      m_pSingleValue(pSingleValue)
+{
+}
+
+PDLSetExpSingleValue::~PDLSetExpSingleValue()
+{
+    delete m_pSingleValue;
+}
+
+void PDLSetExpSingleValue::onContextSet()
+{
+    if (PDL_CHECK(m_pSingleValue))
+    {
+        m_pSingleValue->setContext(m_pContext, m_noEventRegistration);
+    }
+}
+
+PDLVariableDescription PDLSetExpSingleValue::getExpressionVariable() const
+{
+    if (m_pSingleValue == nullptr)
+    {
+        return PDLBaseExpression::getExpressionVariable();
+    }
+    return m_pSingleValue->getExpressionVariable();
+}
+
+PDLVariantIteratorCont PDLSetExpSingleValue::begin() const
+{
+    if (!PDL_CHECK(m_pSingleValue))
+    {
+        return emptyIterator();
+    }
+    // No test for Invalid: a loop over one Invalid value runs once.
+    m_begin.m_value = m_pSingleValue->evaluate(true);
+    m_begin.m_finished = false;
+    return PDLVariantIteratorCont(m_begin.clone());
+}
+
+PDLVariantIteratorCont PDLSetExpSingleValue::end() const
+{
+    return PDLVariantIteratorCont(m_end.clone());
+}
+
+bool PDLSetExpSingleValue::isElement(PDLVariant const& value) const
+{
+    if (!PDL_CHECK(m_pSingleValue))
+    {
+        return false;
+    }
+    if (isInvalid(value))
+    {
+        return false;
+    }
+    return m_pSingleValue->evaluate(true) == value;
+}
+
+std::string PDLSetExpSingleValue::getTypeName() const
+{
+    if (m_pSingleValue == nullptr)
+    {
+        return std::string();
+    }
+    PDLVariableDescription const description = m_pSingleValue->getExpressionVariable();
+    return description.m_pVariable != nullptr ? description.m_pVariable->getTypeName() : std::string();
+}
+
+int PDLSetExpSingleValue::getCount() const
+{
+    return 1;
+}
