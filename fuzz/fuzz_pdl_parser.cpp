@@ -3,9 +3,9 @@
 // scanner flushed, the error count at 0, the source's path current. Parser messages are swallowed.
 //
 // The grammar reaches everything it builds through g_pCurrentModule, a fresh module per run that is
-// deleted afterwards, so this target needs no change when the grammar grows. Should the grammar's
-// actions ever need a module that was set up by PDLModule::load itself, replace the line marked
-// "parse" below by that call.
+// deleted afterwards, and its entry stays yyparse(), so this target runs unchanged as the grammar grows.
+// The one line to adapt, should the entry ever take parameters (%parse-param), is the one marked
+// "the parse" below.
 
 #include "fuzz_support.h"
 
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* pData, size_t size)
 
     FILE* const pInput = pdlfuzz::openInput(pData, size);
     pdlfuzz::startScan(pInput);
-    yyparse(); // parse
+    yyparse(); // the parse
     pdlfuzz::endScan(pInput);
 
     pModule.reset();
