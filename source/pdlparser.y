@@ -47,6 +47,9 @@ void yyerror(char const* pMessage);
 %token THEN ELSE ELSIF FOREACH IN WHILE AND OR NOT CALL SET_ATTR SET_STATE CONNECT TRIGGER SEND_EVENT
 %token EVENT SEQUENCE SCALE GETSCALE INVSCALE STARTEVENT UNFOLD DELAY ASSGN_SLOT
 
+/* Strings the parser throws away (a lookahead or stack symbol dropped by a syntax error) are freed. */
+%destructor { delete $$; } <m_pString>
+
 %start module_definition
 
 %%
