@@ -21,6 +21,8 @@ public:
 
     // The hardware feedback the simulator link passes on to.
     void setHwPanelFeedbackInterface(IPanelFeedback* pPanelFeedback);
+    // Where events from the simulator enter the core.
+    IPanelEvent* getPanelEventInterface() const { return m_pEvents; }
 
 private:
     ModuleDriverSimulator(ModuleDriverSimulator const&) = delete;

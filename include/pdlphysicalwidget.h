@@ -24,6 +24,8 @@ public:
     void setAllAttributesToDefault();
 
     UniqueWidgetID const& getID() const { return m_id; }
+    // True between a press and its release, as the hardware reported them.
+    bool isPressed() const { return m_pressed; }
 
 private:
     PDLPhysicalWidget(PDLPhysicalWidget const&) = delete;
