@@ -1,5 +1,11 @@
 #include "core_command_helpers.h"
 
+#include "pdldebugger.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 namespace
 {
 using Texts = std::vector<std::string>;
@@ -373,4 +379,53 @@ TEST_F(CommandTest, EventBlocksRunWhenTheirConditionHolds)
     EXPECT_FALSE(pOuter->execute());
     EXPECT_TRUE(m_journal.empty());
     EXPECT_EQ("", logText());
+}
+
+TEST_F(CommandTest, NestedCommandsStopAtTheirBreakpoints)
+{
+    m_context.declare(simpleVar("i"))->setValue(PDLVariant(0));
+    m_context.declare(simpleVar("item", eScopeLocal));
+    PDLParseInfo::m_filePath = rtk::Path("nested.pdl");
+    PDLParseInfo::m_line = 21;
+    PDLCommand* pIncrement = increment("i");
+    PDLParseInfo::m_line = 22;
+    PDLCommand* pExit = new PDLCommandExit();
+    PDLParseInfo::m_line = 23;
+    PDLCommand* pInEvent = new RecordingCommand(&m_journal, "handler");
+    pIncrement->setBreakpoint(true);
+    pExit->setBreakpoint(true);
+    pInEvent->setBreakpoint(true);
+    PDLCommand* pTree = bound(block(
+        {new PDLCommandEvent(new PDLConditionTrue(), block({pInEvent})),
+         new PDLCommandIf(new PDLConditionTrue(),
+                          block({new PDLCommandWhile(less(var("i"), num(2)), block({pIncrement}))}), nullptr),
+         new PDLCommandForEach("item", new PDLSetExpConstSet(values({PDLVariant(1), PDLVariant(2)})),
+                               block({pExit}))}));
+
+    // The shell's side: keeps releasing the stop until the tree has run.
+    std::atomic<bool> done(false);
+    std::thread releaser(
+        [&done]
+        {
+            while (!done.load())
+            {
+                PDLDebugger::s_breakpoint.give();
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+    bool result = true;
+    {
+        CoutCapture out;
+        result = pTree->execute();
+        done = true;
+        releaser.join();
+        EXPECT_EQ("breakpoint hit at nested.pdl line 23\n"
+                  "breakpoint hit at nested.pdl line 21\n"
+                  "breakpoint hit at nested.pdl line 21\n"
+                  "breakpoint hit at nested.pdl line 22\n",
+                  out.text());
+    }
+    EXPECT_FALSE(result);
+    EXPECT_EQ(2, value("i").getInt());
+    EXPECT_EQ(Texts({"handler"}), m_journal);
 }
