@@ -85,30 +85,6 @@ TEST_F(CommandTest, AssignWritesValuesAndElements)
     EXPECT_EQ(1u, newErrors());
 }
 
-TEST_F(CommandTest, AssignToTypedVariablesAndThroughTheirTypes)
-{
-    PDLVariableSimple* pColor = m_context.declare(simpleVar("color", eScopeModule, "Colors"));
-    m_context.declare(simpleVar("plain"));
-    EXPECT_TRUE(run(assign("color", str("green"))));
-    EXPECT_EQ("green", pColor->getValue("", false).getString());
-    // A typed variable keeps its type; a copy from it carries the value only.
-    EXPECT_TRUE(run(assign("plain", var("color"))));
-    EXPECT_EQ("green", value("plain").getString());
-    EXPECT_EQ("Colors", pColor->getTypeName());
-    EXPECT_EQ("", m_context.getVariable("plain", false, false)->getTypeName());
-
-    // Float sources stay Float; Bool sources stay Bool.
-    EXPECT_TRUE(run(assign("plain", flt(0.5f))));
-    EXPECT_EQ(PDLVariant::eFloat, value("plain").getKind());
-    m_context.declare(simpleVar("flag"));
-    EXPECT_TRUE(run(assign("flag", fixed(PDLVariant(true)))));
-    EXPECT_EQ(PDLVariant::eBool, value("flag").getKind());
-    // A value equal to the present one leaves it as it is, kind included.
-    EXPECT_TRUE(run(assign("plain", fixed(PDLVariant(true)))));
-    EXPECT_EQ(PDLVariant::eFloat, value("plain").getKind());
-    EXPECT_EQ("", logText());
-}
-
 TEST_F(CommandTest, AssignBindingResolvesWithoutRegisteringTheTarget)
 {
     m_context.declare(simpleVar("target"));
