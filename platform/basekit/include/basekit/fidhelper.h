@@ -49,14 +49,14 @@ private:
     UniqueWidgetID m_widgetID;
 };
 
-// A function id pattern: a function id in which whole elements may be parameters "[NAME:SPEC]".
+// A function id pattern: a function id in which whole elements may be parameters "[NAME:SET]".
 //   NAME  one or more letters, digits or '_'.
-//   SPEC  "*" (any element, also the empty one), or a comma list of items, each an unsigned decimal
+//   SET  "*" (any element, also the empty one), or a comma list of items, each an unsigned decimal
 //         number or a range "a-b" with a <= b, both ends included: "[GRP:1-9]", "[M:1,3,5-7]".
 // Any element that begins with '[' is a parameter element; one that breaks the grammar above (no
 // blanks are allowed anywhere in it) makes the whole pattern malformed: isValid() is false,
 // getError() says why, and it matches nothing.
-// A numeric SPEC matches an element that is a number in canonical decimal form: digits only, no sign,
+// A numeric SET matches an element that is a number in canonical decimal form: digits only, no sign,
 // no leading zero except for "0" itself, so each number in the set matches exactly one element text
 // ("007" and "+7" match nothing). Literal elements must equal byte for byte, and the element counts
 // must be equal.
