@@ -47,7 +47,13 @@ public:
     // A whole report: showError, the text, two line ends, and the count for FATAL and ERROR.
     // A failed check is reported at FATAL with the bare expression as its text.
     static void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const* file, int line);
+
+    // A failed check: a FATAL report whose text is the name of what is missing. Returns present.
+    static bool checkPresent(bool present, char const* name, char const* file, int line);
 };
+
+// Checks that a member or local is not null, reporting its name as a failed check when it is.
+#define PDL_CHECK(member) PDLRunTimeInfo::checkPresent((member) != nullptr, #member, __FILE__, __LINE__)
 
 // A node of the code tree: its source position, the context in which its names resolve, and the
 // hook by which it binds itself once that context is known.

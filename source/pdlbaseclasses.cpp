@@ -194,3 +194,12 @@ bool PDLCommand::execute()
     }
     return onExecute();
 }
+
+bool PDLRunTimeInfo::checkPresent(bool present, char const* name, char const* file, int line)
+{
+    if (!present)
+    {
+        report(rtk::LogOutput::eLevelFatal, name, file, line);
+    }
+    return present;
+}

@@ -14,18 +14,6 @@ void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const
     PDLRunTimeInfo::report(level, text, file, line);
 }
 
-// A failed check on a member: a FATAL report whose text is the member's name.
-#define PDL_CHECK(member) checkMember((member) != nullptr, #member, __FILE__, __LINE__)
-
-bool checkMember(bool present, char const* name, char const* file, int line)
-{
-    if (!present)
-    {
-        report(rtk::LogOutput::eLevelFatal, name, file, line);
-    }
-    return present;
-}
-
 template <class T>
 void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
 {
@@ -538,7 +526,7 @@ bool PDLCommandUnfold::onExecute()
         return true;
     }
     // The store outlives every module; it is missing only where it was never made.
-    if (!checkMember(PDLPanelState::hasInstance(), "PDLPanelState::getInstance()", __FILE__, __LINE__))
+    if (!PDLRunTimeInfo::checkPresent(PDLPanelState::hasInstance(), "PDLPanelState::getInstance()", __FILE__, __LINE__))
     {
         return true;
     }

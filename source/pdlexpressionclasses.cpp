@@ -25,18 +25,6 @@ void reportError(std::string const& text, char const* file, int line)
     PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, text, file, line);
 }
 
-// A failed check on a member: a FATAL report whose text is the member's name.
-#define PDL_CHECK(member) checkMember((member) != nullptr, #member, __FILE__, __LINE__)
-
-bool checkMember(bool present, char const* name, char const* file, int line)
-{
-    if (!present)
-    {
-        reportFatal(name, file, line);
-    }
-    return present;
-}
-
 bool isInvalid(PDLVariant const& value)
 {
     return value.getKind() == PDLVariant::eInvalid;
