@@ -10,8 +10,7 @@
 }
 
 %code provides {
-// Reports a parse error at the scanner's position and counts it.
-void yyerror(char const* pMessage);
+#include "pdlparser.h"
 }
 
 %code {
@@ -60,6 +59,9 @@ module_definition
     ;
 
 %%
+
+uint32_t allow_flags = 0;
+std::list<uint32_t> flag_stack;
 
 void yyerror(char const* pMessage)
 {
