@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* pData, size_t size)
 {
     PDLInterpreter::mutexTake();
-    std::unique_ptr<PDLModule> pModule(new PDLModule(UniqueModuleID(1, 2, 3)));
+    std::unique_ptr<PDLModule> pModule(new PDLModule(nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""));
     g_pCurrentModule = pModule.get();
     PDLParseInfo::m_errorCount = 0;
 

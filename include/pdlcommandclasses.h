@@ -139,6 +139,20 @@ protected:
     PDLVariable* m_pVariable;
 };
 
+// <<- : assigns a slot (a local function id) to an extern variable and resets it.
+class PDLCommandAssignSlot : public PDLCommand
+{
+public:
+    PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression);
+    ~PDLCommandAssignSlot() override;
+
+protected:
+    bool onExecute() override;
+
+    PDLProtoVariable* m_pProtoVariable;
+    PDLExpression* m_pExpression;
+};
+
 // := between a set or array variable and a set expression: the variable's values are replaced.
 class PDLCommandSetAssign : public PDLCommand
 {

@@ -541,3 +541,20 @@ bool PDLCommandExit::onExecute()
     setCurrent(this);
     return false;
 }
+
+// Minimal form until extern variables exist: holds and frees its operands.
+PDLCommandAssignSlot::PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
+    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression)
+{
+}
+
+PDLCommandAssignSlot::~PDLCommandAssignSlot()
+{
+    delete m_pProtoVariable;
+    delete m_pExpression;
+}
+
+bool PDLCommandAssignSlot::onExecute()
+{
+    return true;
+}

@@ -107,7 +107,7 @@ TEST_F(CommandTest, CodeBlockHandsOverToAnotherStateAfterItsCommands)
 
 TEST_F(CommandTest, CommandsRegisterTheirLineButBlocksDoNot)
 {
-    PDLModule module{UniqueModuleID(1, 2, 3)};
+    PDLModule module{nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""};
     g_pCurrentModule = &module;
     PDLParseInfo::m_line = 12;
     std::unique_ptr<PDLCodeBlock> pBlock(new PDLCodeBlock());
@@ -238,7 +238,7 @@ TEST_F(CommandTest, ExitEndsTheLoopAndEverythingAroundIt)
 
 TEST_F(CommandTest, ForEachWalksTypesInDeclarationOrderAndSetsInKeyOrder)
 {
-    PDLModule module{UniqueModuleID(1, 2, 3)};
+    PDLModule module{nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""};
     module.registerType(
         new PDLType("Steps", values({PDLVariant("zeta"), PDLVariant("alpha"), PDLVariant("mid")})));
     g_pCurrentModule = &module;

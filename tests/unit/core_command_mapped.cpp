@@ -42,7 +42,7 @@ protected:
         CommandTest::TearDown();
     }
 
-    PDLModule m_module{UniqueModuleID(1, 2, 3)};
+    PDLModule m_module{nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""};
     std::unique_ptr<VirtualPanel> m_pPanel;
 };
 } // namespace

@@ -239,7 +239,7 @@ protected:
         return m_event.get();
     }
 
-    PDLModule m_module{UniqueModuleID(1, 2, 3)};
+    PDLModule m_module{nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""};
     ModuleTestContext m_context;
     std::unique_ptr<PDLEvent> m_event;
     std::vector<std::unique_ptr<PDLCondition>> m_trees;

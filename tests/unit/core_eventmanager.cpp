@@ -237,7 +237,7 @@ TEST_F(CoreEventTest, EventsWithoutModuleAreDroppedAndOthersReachTheModule)
     pDropped->m_varValue = "1";
     m_pManager->queueEvent(pDropped);
 
-    PDLModule module(UniqueModuleID(0, 1, 2));
+    PDLModule module(nullptr, UniqueModuleID(0, 1, 2), 0, 0, nullptr, "");
     PDLEvent* pRun = new PDLEvent(PDLEvent::eEventMFDriver);
     pRun->m_name = "TRIG";
     pRun->m_widgetID = 7;
@@ -291,7 +291,7 @@ TEST_F(CoreEventTest, ExecuteEventQueueRefusesReentry)
 
 TEST_F(CoreEventTest, WriteFormatsEveryKind)
 {
-    PDLModule module(UniqueModuleID(1, 2, 3));
+    PDLModule module(nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, "");
     auto text = [](PDLEvent const& event)
     {
         std::ostringstream os;

@@ -66,7 +66,7 @@ protected:
         return texts;
     }
 
-    PDLModule m_module{UniqueModuleID(1, 2, 3)};
+    PDLModule m_module{nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""};
     ModuleTestContext m_context;
     std::vector<std::unique_ptr<PDLObject>> m_trees;
     std::unique_ptr<VirtualPanel> m_pPanel;

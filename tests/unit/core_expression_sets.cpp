@@ -41,7 +41,7 @@ protected:
         return pSet;
     }
 
-    PDLModule m_module{UniqueModuleID(1, 2, 3)};
+    PDLModule m_module{nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""};
     ModuleTestContext m_context;
     std::vector<std::unique_ptr<PDLBaseExpression>> m_trees;
 };

@@ -247,7 +247,7 @@ TEST_F(PDLTest, NodesBindThroughTheirContext)
 
 TEST_F(PDLTest, CommandsRegisterTheirLineWithTheModuleBeingParsed)
 {
-    PDLModule module(UniqueModuleID(0, 1, 2));
+    PDLModule module(nullptr, UniqueModuleID(0, 1, 2), 0, 0, nullptr, "");
     g_pCurrentModule = &module;
     PDLParseInfo::m_line = 8;
     TestCommand first;

@@ -17,7 +17,7 @@ protected:
     void SetUp() override
     {
         PDLTest::SetUp();
-        m_pModule.reset(new PDLModule(UniqueModuleID(1, 2, 3)));
+        m_pModule.reset(new PDLModule(nullptr, UniqueModuleID(1, 2, 3), 0, 0, nullptr, ""));
         m_pGlobal.reset(new TestContext(nullptr, eScopeGlobal));
         m_pWorkplace.reset(new TestContext(m_pGlobal.get(), eScopeWorkplace));
         m_pGroup.reset(new TestContext(m_pWorkplace.get(), eScopeGroup));
@@ -296,7 +296,7 @@ TEST_F(ChainTest, SharedVariablesAreOnePerNameAndOncePerFile)
     EXPECT_TRUE(m_pModule->hasVariableInFile("g"));
 
     // Another module's file declares it too: the existing variable is shared, silently.
-    PDLModule other(UniqueModuleID(1, 2, 4));
+    PDLModule other(nullptr, UniqueModuleID(1, 2, 4), 0, 0, nullptr, "");
     g_pCurrentModule = &other;
     uint32_t const errors = PDLParseInfo::m_errorCount;
     m_log.str("");
