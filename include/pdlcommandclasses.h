@@ -2,9 +2,10 @@
 #define PDLCOMMANDCLASSES_H
 
 // Commands of the code tree that steer execution and change variables: the statement list
-// (PDLCodeBlock), branches and loops, event blocks, assignments, set changes, output, delay and
-// unfold. A command returns true when the enclosing code goes on and false when it must stop; every
-// control command hands a child's false upward, so an exit ends the whole running handler.
+// (PDLCodeBlock), branches and loops, event blocks, assignments (the slot assignment of extern
+// variables included), set changes, output, delay and unfold. A command returns true when the
+// enclosing code goes on and false when it must stop; every control command hands a child's false
+// upward, so an exit ends the whole running handler.
 //
 // Every onExecute sets PDLRunTimeInfo::s_pCurrentObject first; a missing member is a FATAL report
 // naming it and makes the command return false.
@@ -139,18 +140,23 @@ protected:
     PDLVariable* m_pVariable;
 };
 
-// <<- : assigns a slot (a local function id) to an extern variable and resets it.
+// Assigns a slot to an extern variable: the expression's text becomes its local id, then the
+// variable is reset. With a one-slot delegation type the reset puts the default slot back at once.
 class PDLCommandAssignSlot : public PDLCommand
 {
 public:
     PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression);
     ~PDLCommandAssignSlot() override;
 
+    // The target must be an extern variable without an index.
+    void onContextSet() override;
+
 protected:
     bool onExecute() override;
 
     PDLProtoVariable* m_pProtoVariable;
     PDLExpression* m_pExpression;
+    PDLVariableExtern* m_pVariable;
 };
 
 // := between a set or array variable and a set expression: the variable's values are replaced.

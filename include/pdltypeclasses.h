@@ -3,9 +3,10 @@
 
 // PDL types and variables: PDLType (an enumeration, optionally with named value mappings) with its
 // declaration rows, the declaration record PDLProtoVariable, and the variables of every container
-// kind (PDLVariableSimple, PDLVariableSet, PDLVariableArray) with PDLVariableDescription and
-// PDLVariableList.
+// kind (PDLVariableSimple, PDLVariableSet, PDLVariableArray), the view of a panel-state entry
+// (PDLVariableExtern), with PDLVariableDescription and PDLVariableList.
 
+#include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 #include "pdlvariant.h"
 
@@ -18,6 +19,7 @@
 #include <vector>
 
 class PDLExpression;
+class PDLModule;
 class PDLSequence;
 class PDLVariableDescription;
 class PDLWidget;
@@ -353,6 +355,59 @@ private:
     UniqueModuleID m_moduleID;
     mutable std::map<std::string, iterator> m_beginIterators;
     mutable std::map<std::string, iterator> m_endIterators;
+};
+
+// A simple variable that is a view of one panel-state entry. Its function id is composed from
+// "PANEL.EXTVAR<workplace>" (or the parent's id), a dot and the local id, the slot that the code
+// assigns. Reads give the value of the last update(); writes go to the panel state, whose change
+// notification then raises the change flag through update().
+class PDLVariableExtern : public PDLVariable, public PDLStateSubscriber
+{
+public:
+    // Unconfigured: no slot, nothing subscribed. Module and parent are not owned.
+    PDLVariableExtern(PDLModule const* pModule, std::string const& delegationType,
+                      std::string const& typeName, std::string const& name, PDLVariableExtern* pParent);
+    // Unsubscribes from the entry it watches, if any.
+    ~PDLVariableExtern() override;
+
+    // Never cloned: a FATAL report and null.
+    PDLVariable* clone() const override;
+    bool isValid() const override;
+    // Back to the default slot: parents first, then a one-slot delegation type names its slot itself.
+    void setInvalid() override;
+    // Writes the panel state (no comparison) and keeps the value for reads at once.
+    void setValue(PDLVariant const& value) override;
+    // The last known value; an unconfigured variable reads Invalid.
+    PDLVariant getValue(std::string const& mapping, bool warnInvalid) const override;
+
+    // The panel state reports a change of the watched entry.
+    void update() override;
+    std::string getDescription(int id) const override;
+
+    // The full id: the parent's id or the workplace root, a dot, the local id.
+    std::string getFunctionID() const;
+    // Moves the subscription to the entry of the new slot and takes over its value, which is a
+    // change of the variable whatever the value.
+    void setLocalFunctionID(std::string const& localFunctionID);
+
+    std::string const& getLocalFunctionID() const { return m_localFunctionID; }
+    // The id the variable is subscribed under now; empty when not subscribed.
+    std::string const& getSubscribedFunctionID() const { return m_functionID; }
+    std::string const& getDelegationTypeName() const { return m_delegationType; }
+    PDLVariableExtern* getParent() const { return m_pParent; }
+    PDLModule const* getModule() const { return m_pModule; }
+
+private:
+    PDLVariableExtern(PDLVariableExtern const&) = delete;
+
+    PDLStateSubscriberKey key() { return PDLStateSubscriberKey(this, 0); }
+
+    PDLModule const* m_pModule;
+    std::string m_delegationType;
+    std::string m_localFunctionID;
+    std::string m_functionID;
+    PDLVariableExtern* m_pParent;
+    PDLVariant m_value;
 };
 
 // An assignable place: a variable, and an element index text or empty for the whole variable.

@@ -308,6 +308,54 @@ bool PDLCommandAssign::onExecute()
     return true;
 }
 
+PDLCommandAssignSlot::PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
+    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+{
+}
+
+PDLCommandAssignSlot::~PDLCommandAssignSlot()
+{
+    delete m_pProtoVariable;
+    delete m_pExpression;
+}
+
+void PDLCommandAssignSlot::onContextSet()
+{
+    PDL_CHECK(m_pProtoVariable);
+    PDL_CHECK(m_pExpression);
+    if (m_pProtoVariable != nullptr)
+    {
+        bind(m_pProtoVariable->m_pIndex, m_pContext, false);
+        // An unknown name is reported by the context.
+        PDLVariable* pVariable = getVariable(m_pProtoVariable->m_name, false);
+        m_pVariable = dynamic_cast<PDLVariableExtern*>(pVariable);
+        if (pVariable != nullptr && m_pVariable == nullptr)
+        {
+            report(rtk::LogOutput::eLevelError,
+                   "variable " + m_pProtoVariable->m_name + " is not an extern variable", __FILE__, __LINE__);
+        }
+        if (m_pVariable != nullptr && m_pProtoVariable->m_pIndex != nullptr)
+        {
+            report(rtk::LogOutput::eLevelError, "extern variables can not be indexed", __FILE__, __LINE__);
+        }
+    }
+    bind(m_pExpression, m_pContext, m_noEventRegistration);
+}
+
+bool PDLCommandAssignSlot::onExecute()
+{
+    setCurrent(this);
+    if (!PDL_CHECK(m_pProtoVariable) || !PDL_CHECK(m_pVariable) || !PDL_CHECK(m_pExpression))
+    {
+        return false;
+    }
+    PDLVariant const value = m_pExpression->evaluate(false);
+    m_pVariable->setLocalFunctionID(value.getFunctionID());
+    // The reset puts a one-slot type back to its default slot at once, replacing the one just set.
+    m_pVariable->reset();
+    return true;
+}
+
 PDLCommandSetAssign::PDLCommandSetAssign(PDLProtoVariable* pProtoVariable, PDLSetExp* pExpression)
     : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
 {
@@ -526,7 +574,8 @@ bool PDLCommandUnfold::onExecute()
         return true;
     }
     // The store outlives every module; it is missing only where it was never made.
-    if (!PDLRunTimeInfo::checkPresent(PDLPanelState::hasInstance(), "PDLPanelState::getInstance()", __FILE__, __LINE__))
+    if (!PDLRunTimeInfo::checkPresent(PDLPanelState::hasInstance(), "PDLPanelState::getInstance()", __FILE__,
+                                      __LINE__))
     {
         return true;
     }
@@ -540,21 +589,4 @@ bool PDLCommandExit::onExecute()
 {
     setCurrent(this);
     return false;
-}
-
-// Minimal form until extern variables exist: holds and frees its operands.
-PDLCommandAssignSlot::PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression)
-{
-}
-
-PDLCommandAssignSlot::~PDLCommandAssignSlot()
-{
-    delete m_pProtoVariable;
-    delete m_pExpression;
-}
-
-bool PDLCommandAssignSlot::onExecute()
-{
-    return true;
 }

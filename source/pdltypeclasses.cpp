@@ -35,6 +35,12 @@ PDLPersistentVarManager* getPersistentStore()
     // A persistent access without the manager is a programming fault: getInstance asserts.
     return PDLPersistentVarManager::getInstance();
 }
+
+PDLPanelState* getPanelState()
+{
+    // An extern variable without the panel state is a programming fault: getInstance asserts.
+    return PDLPanelState::getInstance();
+}
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------
@@ -1166,6 +1172,144 @@ bool PDLVariableArray::isEqual(PDLVariableArray const* pOther) const
         ++itOther;
     }
     return true;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// PDLVariableExtern
+
+PDLVariableExtern::PDLVariableExtern(PDLModule const* pModule, std::string const& delegationType,
+                                     std::string const& typeName, std::string const& name,
+                                     PDLVariableExtern* pParent)
+    : PDLVariable(eContainerSimple, eScopeExtern, typeName, name, true, false, false, false),
+      m_pModule(pModule), m_delegationType(delegationType), m_pParent(pParent)
+{
+}
+
+PDLVariableExtern::~PDLVariableExtern()
+{
+    // A subscription exists only while the panel state does; the check keeps a late teardown from
+    // tripping the singleton's assertion.
+    if (!m_functionID.empty() && PDLPanelState::hasInstance())
+    {
+        PDLPanelState::getInstance()->unsubscribe(m_functionID, key());
+    }
+    m_functionID.clear();
+    m_pModule = nullptr;
+    m_pParent = nullptr;
+}
+
+PDLVariable* PDLVariableExtern::clone() const
+{
+    // So an extern variable never lives in the table that a recursive call copies.
+    reportFatal("extern variables can not be cloned", __FILE__, __LINE__);
+    return nullptr;
+}
+
+bool PDLVariableExtern::isValid() const
+{
+    return getValue("", false).getKind() != PDLVariant::eInvalid;
+}
+
+void PDLVariableExtern::setInvalid()
+{
+    PDLDelegationType const* pType = getPanelState()->getDelegationType(m_delegationType);
+    if (pType == nullptr)
+    {
+        reportError("External variable " + m_name + " is of unknown delegation type " + m_delegationType,
+                    __FILE__, __LINE__);
+        return;
+    }
+    // The parent's id is part of this one: it goes back to its default first.
+    if (m_pParent != nullptr)
+    {
+        m_pParent->setInvalid();
+    }
+    // A device type with one slot needs no assignment: the slot is the type's name and 1.
+    if (pType->m_slots == 1)
+    {
+        setLocalFunctionID(m_delegationType + "1");
+    }
+}
+
+void PDLVariableExtern::setValue(PDLVariant const& value)
+{
+    if (m_localFunctionID.empty())
+    {
+        reportError("External variable " + m_name + " has not been configured (no slot assigned)", __FILE__,
+                    __LINE__);
+        return;
+    }
+    // No comparison and no change flag here: the flag comes through update() if the state changed.
+    getPanelState()->setValue(getFunctionID(), value);
+    m_value = value;
+}
+
+PDLVariant PDLVariableExtern::getValue(std::string const& mapping, bool warnInvalid) const
+{
+    if (m_localFunctionID.empty())
+    {
+        if (warnInvalid)
+        {
+            reportWarning("External variable " + m_name + " has not been configured (no slot assigned)",
+                          __FILE__, __LINE__);
+        }
+        return PDLVariant();
+    }
+    // The value of the last update: a read does not go to the panel state.
+    PDLVariant value = m_value;
+    if (!mapping.empty())
+    {
+        value = getMappedValue(value, mapping);
+    }
+    if (warnInvalid && value.getKind() == PDLVariant::eInvalid)
+    {
+        reportWarning("Variable " + m_name + " is invalid", __FILE__, __LINE__);
+    }
+    return value;
+}
+
+void PDLVariableExtern::update()
+{
+    // Called only at a change of the entry, so the flag goes up whatever the value.
+    m_value = getPanelState()->getValue(getFunctionID(), false);
+    setChangeFlag();
+}
+
+std::string PDLVariableExtern::getDescription(int /*id*/) const
+{
+    return "extvar " + m_name + " (" + getFunctionID() + ")";
+}
+
+std::string PDLVariableExtern::getFunctionID() const
+{
+    if (!PDL_CHECK(m_pModule))
+    {
+        return std::string();
+    }
+    std::string prefix;
+    if (m_pParent != nullptr)
+    {
+        prefix = m_pParent->getFunctionID() + ".";
+    }
+    else
+    {
+        prefix = "PANEL.EXTVAR" + std::to_string(m_pModule->getWorkplaceID()) + ".";
+    }
+    return prefix + m_localFunctionID;
+}
+
+void PDLVariableExtern::setLocalFunctionID(std::string const& localFunctionID)
+{
+    PDLPanelState* pState = getPanelState();
+    if (!m_functionID.empty())
+    {
+        pState->unsubscribe(m_functionID, key());
+    }
+    m_localFunctionID = localFunctionID;
+    m_functionID = getFunctionID();
+    pState->subscribe(m_functionID, key());
+    // A new slot is a change of the variable, whether or not the value differs.
+    update();
 }
 
 // ---------------------------------------------------------------------------------------------------
