@@ -387,15 +387,14 @@ PDLVariant PDLExpressionWidgetRef::evaluate(bool warnInvalid) const
                         ((static_cast<uint32_t>(m_pContext->getGroupID()) & 0x1Fu) << 24) |
                         ((static_cast<uint32_t>(m_pContext->getWorkplaceID()) & 0x7u) << 29);
     PDLPhysicalWidget* pWidget = PDLPhysicalWidgetManager::hasInstance()
-                                     ? PDLPhysicalWidgetManager::getInstance()->findWidget(UniqueWidgetID(id))
+                                     ? PDLPhysicalWidgetManager::getInstance()->getWidget(UniqueWidgetID(id))
                                      : nullptr;
     if (pWidget == nullptr)
     {
         reportError("widget " + std::to_string(id) + " not found", __FILE__, __LINE__);
         return PDLVariant();
     }
-    // The physical widget keeps no attribute values yet: a known widget reads as Invalid.
-    return PDLVariant();
+    return pWidget->getAttributeValue(m_attribute);
 }
 
 // ---------------------------------------------------------------------------------------------------

@@ -1,9 +1,41 @@
 #include "pdlfunctionclasses.h"
 
 #include "pdlcommandclasses.h"
+#include "pdlmodule.h"
 #include "pdltypeclasses.h"
 
-// Minimal form: holds and frees what the parser hands over; calls come with the function engine.
+#include <basekit/fidhelper.h>
+#include <basekit/uniqueids.h>
+#include <interfaces/ifunctionid.h>
+
+namespace
+{
+void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const* file, int line)
+{
+    PDLRunTimeInfo::report(level, text, file, line);
+}
+
+template <class T>
+void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
+{
+    if (pChild != nullptr)
+    {
+        pChild->setContext(pContext, noEventRegistration);
+    }
+}
+
+// The caller's widget number with the module position of the context in the upper bits.
+uint32_t composeWidgetID(PDLContext const& context)
+{
+    return (context.getExecWidgetID() & 0xFFFFu) |
+           ((static_cast<uint32_t>(context.getModuleID()) & 0xFFu) << 16) |
+           ((static_cast<uint32_t>(context.getGroupID()) & 0x1Fu) << 24) |
+           ((static_cast<uint32_t>(context.getWorkplaceID()) & 0x7u) << 29);
+}
+} // namespace
+
+// ---------------------------------------------------------------------------------------------------
+// PDLFunction
 
 PDLFunction::PDLFunction(std::string const& name, PDLContext* pParent, PDLProtoVarVector* pParameters,
                          PDLVariableList* pLocals, PDLCodeBlock* pCode)
@@ -14,19 +46,66 @@ PDLFunction::PDLFunction(std::string const& name, PDLContext* pParent, PDLProtoV
     {
         for (PDLProtoVariable* pProto : *pParameters)
         {
+            PDLVariable* pVariable = nullptr;
+            if (pProto != nullptr)
+            {
+                if (pProto->m_isArray && pProto->m_isSet)
+                {
+                    report(rtk::LogOutput::eLevelFatal, "arrays of sets are not supported yet", __FILE__,
+                           __LINE__);
+                }
+                else if (pProto->m_isArray)
+                {
+                    pVariable =
+                        new PDLVariableArray(eScopeLocal, "", pProto->m_name, pProto->m_generateEvents, false,
+                                             pProto->m_isReference, false);
+                }
+                else if (pProto->m_isSet)
+                {
+                    pVariable = new PDLVariableSet(eScopeLocal, "", pProto->m_name, pProto->m_generateEvents,
+                                                   false, pProto->m_isReference, false);
+                }
+                else
+                {
+                    pVariable =
+                        new PDLVariableSimple(eScopeLocal, "", pProto->m_name, pProto->m_generateEvents,
+                                              false, pProto->m_isReference, false);
+                }
+            }
+            if (pVariable != nullptr)
+            {
+                // A name given twice keeps the first variable, which then stands at both positions.
+                pVariable = getSymbolTable()->registerVariable(pVariable);
+            }
+            m_argVariables.push_back(pVariable);
             delete pProto;
         }
         delete pParameters;
+    }
+    if (m_pLocalVariables != nullptr)
+    {
+        getSymbolTable()->registerVariableList(m_pLocalVariables);
     }
 }
 
 PDLFunction::~PDLFunction()
 {
-    delete m_pLocalVariables;
     delete m_pFunctionCode;
+    delete m_pLocalVariables;
 }
 
-void PDLFunction::registerForVariableEvent(std::string const& /*name*/, bool /*separateEvent*/) {}
+void PDLFunction::registerForVariableEvent(std::string const& name, bool separateEvent)
+{
+    // The names wait for a call site, whose owner then registers for them.
+    if (separateEvent)
+    {
+        m_separateEventVariables.insert(name);
+    }
+    else
+    {
+        m_eventVariables.insert(name);
+    }
+}
 
 EScope PDLFunction::getScope() const
 {
@@ -35,35 +114,62 @@ EScope PDLFunction::getScope() const
 
 PDLEvent const* PDLFunction::getCurrentEvent() const
 {
-    return nullptr;
+    return m_pCallingContext != nullptr ? m_pCallingContext->getCurrentEvent() : nullptr;
 }
 
 uint32_t PDLFunction::getExecWidgetID() const
 {
-    return 0;
+    if (!PDL_CHECK(m_pCallingContext))
+    {
+        return 0;
+    }
+    return m_pCallingContext->getExecWidgetID();
 }
 
 PDLWidget* PDLFunction::getWidget()
 {
-    return nullptr;
+    return m_pCallingContext != nullptr ? m_pCallingContext->getWidget() : nullptr;
 }
 
 PDLSequence* PDLFunction::getSequence()
 {
-    return nullptr;
+    return m_pCallingContext != nullptr ? m_pCallingContext->getSequence() : nullptr;
 }
 
-void PDLFunction::init() {}
-
-PDLVariable* PDLFunction::getParameterVariable(int /*index*/)
+void PDLFunction::init()
 {
-    return nullptr;
+    if (!PDL_CHECK(m_pFunctionCode))
+    {
+        return;
+    }
+    m_pFunctionCode->setContext(this, false);
 }
 
-bool PDLFunction::execute(PDLContext* /*pCallingContext*/)
+PDLVariable* PDLFunction::getParameterVariable(int index)
 {
-    return true;
+    if (index < 0 || static_cast<size_t>(index) >= m_argVariables.size())
+    {
+        report(rtk::LogOutput::eLevelFatal, "index >= 0 && (size_t) index < m_argVariables.size()", __FILE__,
+               __LINE__);
+        return nullptr;
+    }
+    return m_argVariables[static_cast<size_t>(index)];
 }
+
+bool PDLFunction::execute(PDLContext* pCallingContext)
+{
+    bool const hasCode = PDL_CHECK(m_pFunctionCode);
+    PDL_CHECK(pCallingContext);
+    PDLContext* const pSaved = m_pCallingContext;
+    m_pCallingContext = pCallingContext;
+    // Without a body there is nothing to run; the caller stops as after a failed check.
+    bool const result = hasCode ? m_pFunctionCode->execute() : false;
+    m_pCallingContext = pSaved;
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------------
+// PDLCommandFunctionCall
 
 PDLCommandFunctionCall::PDLCommandFunctionCall(std::string const& functionName, PDLArgumentList* pArguments)
     : PDLCommand(true), m_functionName(functionName), m_pArguments(pArguments), m_pFunction(nullptr)
@@ -75,12 +181,185 @@ PDLCommandFunctionCall::~PDLCommandFunctionCall()
     delete m_pArguments;
 }
 
-void PDLCommandFunctionCall::onContextSet() {}
+void PDLCommandFunctionCall::onContextSet()
+{
+    m_pFunction = nullptr;
+    PDL_CHECK(m_pContext);
+    bind(m_pArguments, m_pContext, m_noEventRegistration);
+    if (m_pContext == nullptr)
+    {
+        return;
+    }
+
+    PDLModule* pModule = m_pContext->getModule();
+    if (!PDL_CHECK(pModule))
+    {
+        return;
+    }
+    m_pFunction = pModule->getFunction(m_functionName);
+    if (m_pFunction == nullptr)
+    {
+        report(rtk::LogOutput::eLevelError, "Function \"" + m_functionName + "\" not found", __FILE__,
+               __LINE__);
+        return;
+    }
+
+    // What the body reads wakes the owner of the call site. Copies: a call of the function from its
+    // own body registers with the function itself while the names are walked.
+    if (!m_noEventRegistration)
+    {
+        std::set<std::string> const grouped = m_pFunction->getEventVariables();
+        for (std::string const& name : grouped)
+        {
+            m_pContext->getVariable(name, true, false);
+        }
+        std::set<std::string> const separate = m_pFunction->getSeparateEventVariables();
+        for (std::string const& name : separate)
+        {
+            m_pContext->getVariable(name, true, true);
+        }
+    }
+
+    size_t const parameterCount = m_pFunction->getParameterCount();
+    if ((m_pArguments == nullptr && parameterCount != 0) ||
+        (m_pArguments != nullptr && m_pArguments->size() != parameterCount))
+    {
+        report(rtk::LogOutput::eLevelError, "argument count mismatch", __FILE__, __LINE__);
+        return;
+    }
+    if (m_pArguments == nullptr)
+    {
+        return;
+    }
+    int position = 0;
+    for (PDLBaseExpression* pArgument : *m_pArguments)
+    {
+        PDLVariable* pParameter = m_pFunction->getParameterVariable(position);
+        if (pParameter != nullptr && pArgument != nullptr &&
+            static_cast<int32_t>(pArgument->getType()) !=
+                static_cast<int32_t>(pParameter->getContainerType()))
+        {
+            report(rtk::LogOutput::eLevelError,
+                   "container type mismatch for argument " + std::to_string(position), __FILE__, __LINE__);
+        }
+        ++position;
+    }
+}
 
 bool PDLCommandFunctionCall::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDLRunTimeInfo::checkPresent(m_pFunction != nullptr, "(m_pFunction)", __FILE__, __LINE__) ||
+        !PDL_CHECK(m_pContext))
+    {
+        return false;
+    }
+
+    // A recursive call works on a fresh copy of the table: the body is bound to it anew.
+    if (m_pFunction->pushSymbolTable())
+    {
+        m_pFunction->init();
+    }
+
+    // Copy in. The parameter variables are those made with the function, in the bottom table: in a
+    // recursive call they belong to the outer activation, while the rebound body reads the fresh copy,
+    // whose parameters are Invalid. Data for a recursive call goes through variables of wider scope.
+    if (m_pArguments != nullptr)
+    {
+        int position = 0;
+        for (PDLBaseExpression* pArgument : *m_pArguments)
+        {
+            PDLVariable* pParameter = m_pFunction->getParameterVariable(position++);
+            if (pParameter == nullptr || !PDL_CHECK(pArgument))
+            {
+                continue;
+            }
+            PDLVariableDescription const place = pArgument->getExpressionVariable();
+            if (place.m_pVariable != nullptr)
+            {
+                // A parameter has the type of its argument, so mapped reads work on it.
+                pParameter->setTypeName(place.m_pVariable->getTypeName());
+            }
+            switch (pParameter->getContainerType())
+            {
+            case PDLVariable::eContainerSimple:
+            {
+                auto* pExpr = dynamic_cast<PDLExpression*>(pArgument);
+                if (!PDL_CHECK(pExpr))
+                {
+                    return false;
+                }
+                pParameter->setValue(pExpr->evaluate(false));
+                break;
+            }
+            case PDLVariable::eContainerSet:
+            {
+                auto* pSetExp = dynamic_cast<PDLSetExp*>(pArgument);
+                if (!PDL_CHECK(pSetExp))
+                {
+                    return false;
+                }
+                pParameter->clearAllValues();
+                PDLVariantIteratorCont const last = pSetExp->end();
+                for (PDLVariantIteratorCont it = pSetExp->begin(); it != last; ++it)
+                {
+                    pParameter->addValue(*it);
+                }
+                break;
+            }
+            case PDLVariable::eContainerArray:
+            {
+                PDLVariable* pExprVar = place.m_pVariable;
+                if (!PDL_CHECK(pExprVar))
+                {
+                    return false;
+                }
+                PDLVariableDescription target(pParameter, "");
+                if (!pExprVar->copyTo(target))
+                {
+                    report(rtk::LogOutput::eLevelError, "copy failed", __FILE__, __LINE__);
+                }
+                break;
+            }
+            }
+            // Only what the body changes counts for the copy back.
+            pParameter->clearChangeFlag();
+        }
+    }
+
+    // The outermost caller stays the calling context down any depth of calls. The body's result is
+    // dropped: an exit ends the function only.
+    auto* pCallingFunction = dynamic_cast<PDLFunction*>(m_pContext);
+    m_pFunction->execute(pCallingFunction != nullptr ? pCallingFunction->getCallingContext() : m_pContext);
+
+    // Copy out the REF parameters the body changed.
+    if (m_pArguments != nullptr)
+    {
+        int position = 0;
+        for (PDLBaseExpression* pArgument : *m_pArguments)
+        {
+            PDLVariable* pParameter = m_pFunction->getParameterVariable(position++);
+            if (pParameter == nullptr || pArgument == nullptr)
+            {
+                continue;
+            }
+            PDLVariableDescription place = pArgument->getExpressionVariable();
+            if (pParameter->isReference() && pParameter->isChanged() && !pParameter->copyTo(place))
+            {
+                report(rtk::LogOutput::eLevelError, "copy failed", __FILE__, __LINE__);
+            }
+        }
+    }
+
+    if (m_pFunction->popSymbolTable())
+    {
+        m_pFunction->init();
+    }
     return true;
 }
+
+// ---------------------------------------------------------------------------------------------------
+// Driver calls
 
 PDLParameter::PDLParameter(PDLExpression* pName, PDLExpression* pValue) : m_pName(pName), m_pValue(pValue) {}
 
@@ -90,16 +369,28 @@ PDLParameter::~PDLParameter()
     delete m_pValue;
 }
 
-void PDLParameter::onContextSet() {}
+void PDLParameter::onContextSet()
+{
+    bind(m_pName, m_pContext, m_noEventRegistration);
+    bind(m_pValue, m_pContext, m_noEventRegistration);
+}
 
 PDLVariant PDLParameter::getName() const
 {
-    return PDLVariant();
+    if (!PDL_CHECK(m_pName))
+    {
+        return PDLVariant();
+    }
+    return m_pName->evaluate(true);
 }
 
 PDLVariant PDLParameter::getValue() const
 {
-    return PDLVariant();
+    if (!PDL_CHECK(m_pValue))
+    {
+        return PDLVariant();
+    }
+    return m_pValue->evaluate(true);
 }
 
 PDLParameterList::PDLParameterList() {}
@@ -116,7 +407,7 @@ void PDLParameterList::setContext(PDLContext* pContext, bool noEventRegistration
 {
     for (PDLParameter* pParameter : *this)
     {
-        pParameter->setContext(pContext, noEventRegistration);
+        bind(pParameter, pContext, noEventRegistration);
     }
 }
 
@@ -131,9 +422,46 @@ PDLCommandCall::~PDLCommandCall()
     delete m_pParameters;
 }
 
-void PDLCommandCall::onContextSet() {}
+void PDLCommandCall::onContextSet()
+{
+    PDL_CHECK(m_pFunctionId);
+    PDL_CHECK(m_pParameters);
+    PDL_CHECK(m_pContext);
+    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bind(m_pParameters, m_pContext, m_noEventRegistration);
+    m_pFIDReceiver = m_pContext != nullptr ? m_pContext->getFunctionIDInterface() : nullptr;
+}
 
 bool PDLCommandCall::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pContext) || !PDL_CHECK(m_pFunctionId) || !PDL_CHECK(m_pParameters) ||
+        !PDL_CHECK(m_pFIDReceiver))
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (fid.getKind() == PDLVariant::eInvalid)
+    {
+        return true;
+    }
+
+    FIDParameterList parameters;
+    parameters.setWidgetID(UniqueWidgetID(composeWidgetID(*m_pContext)));
+    for (PDLParameter* pParameter : *m_pParameters)
+    {
+        if (!PDL_CHECK(pParameter))
+        {
+            continue;
+        }
+        PDLVariant const name = pParameter->getName();
+        PDLVariant const value = pParameter->getValue();
+        // A parameter without a name or a value is left out.
+        if (name.getKind() != PDLVariant::eInvalid && value.getKind() != PDLVariant::eInvalid)
+        {
+            parameters.add(name.getString(), value.getString());
+        }
+    }
+    m_pFIDReceiver->callFunctionID(fid.getString(), parameters);
     return true;
 }

@@ -1,7 +1,74 @@
 #include "pdlpanelcommandclasses.h"
 
-// Minimal form: holds and frees what the parser hands over; the effects come with the panel command
-// engine.
+#include "pdlpanelstate.h"
+#include "pdlphysicalwidget.h"
+#include "pdlscaler.h"
+#include "pdltypeclasses.h"
+
+#include <basekit/uniqueids.h>
+#include <interfaces/ifunctionid.h>
+
+namespace
+{
+template <class T>
+void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
+{
+    if (pChild != nullptr)
+    {
+        pChild->setContext(pContext, noEventRegistration);
+    }
+}
+
+bool isInvalid(PDLVariant const& value)
+{
+    return value.getKind() == PDLVariant::eInvalid;
+}
+
+bool checkPanelState()
+{
+    return PDLRunTimeInfo::checkPresent(PDLPanelState::hasInstance(), "PDLPanelState::getInstance()",
+                                        __FILE__, __LINE__);
+}
+
+// The scaler that the state names at fid + ".TYPE", with its parameters still to be set; null when
+// the entry is Invalid or names no known scaler.
+PDLScaler* createStateScaler(std::string const& fid)
+{
+    PDLVariant const type = PDLPanelState::getInstance()->getValue(fid + ".TYPE", false);
+    return isInvalid(type) ? nullptr : PDLScaler::create(type.getString());
+}
+
+// The physical widget a command addresses: the number of pWidgetId, or without one the widget that
+// owns the running code, placed in the module of the context. Sets pWidget null and returns true when
+// the number is Invalid (nothing to do); returns false when the widget cannot be had.
+bool findTargetWidget(PDLContext* pContext, PDLExpression* pWidgetId, PDLPhysicalWidget*& pWidget)
+{
+    pWidget = nullptr;
+    uint32_t number = 0;
+    if (pWidgetId != nullptr)
+    {
+        PDLVariant const value = pWidgetId->evaluate(true);
+        if (isInvalid(value))
+        {
+            return true;
+        }
+        number = static_cast<uint32_t>(value.getInt());
+    }
+    else
+    {
+        number = pContext->getExecWidgetID();
+    }
+    uint32_t const id = (number & 0xFFFFu) |
+                        ((static_cast<uint32_t>(pContext->getModuleID()) & 0xFFu) << 16) |
+                        ((static_cast<uint32_t>(pContext->getGroupID()) & 0x1Fu) << 24) |
+                        ((static_cast<uint32_t>(pContext->getWorkplaceID()) & 0x7u) << 29);
+    if (PDLPhysicalWidgetManager::hasInstance())
+    {
+        pWidget = PDLPhysicalWidgetManager::getInstance()->getWidget(UniqueWidgetID(id));
+    }
+    return PDL_CHECK(pWidget);
+}
+} // namespace
 
 PDLCommandConnect::PDLCommandConnect(std::string const& attribute, PDLExpressionList* pFunctionId)
     : PDLCommand(true), m_pWidgetId(nullptr), m_pFunctionId(pFunctionId), m_attribute(attribute)
@@ -20,10 +87,43 @@ PDLCommandConnect::~PDLCommandConnect()
     delete m_pFunctionId;
 }
 
-void PDLCommandConnect::onContextSet() {}
+void PDLCommandConnect::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    PDL_CHECK(m_pFunctionId);
+    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+}
 
 bool PDLCommandConnect::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pFunctionId) || !PDL_CHECK(m_pContext) || !checkPanelState())
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (isInvalid(fid))
+    {
+        return true;
+    }
+    PDLPhysicalWidget* pWidget = nullptr;
+    if (!findTargetWidget(m_pContext, m_pWidgetId, pWidget))
+    {
+        return false;
+    }
+    if (pWidget == nullptr)
+    {
+        return true;
+    }
+    // Without a scaler named below the id, the attribute's former scaler is cleared.
+    PDLScaler* pScaler = createStateScaler(fid.getString());
+    if (pScaler != nullptr)
+    {
+        pScaler->setParameters(fid.getString());
+    }
+    pWidget->setScaler(m_attribute, pScaler);
+    pWidget->connect(m_attribute, fid.getString());
     return true;
 }
 
@@ -39,10 +139,45 @@ PDLCommandScaledConnect::PDLCommandScaledConnect(PDLExpression* pWidgetId, std::
 {
 }
 
-void PDLCommandScaledConnect::onContextSet() {}
+void PDLCommandScaledConnect::onContextSet()
+{
+    m_pVariable = getVariable(m_variableName, true);
+    PDLCommandConnect::onContextSet();
+}
 
 bool PDLCommandScaledConnect::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pFunctionId) || !PDL_CHECK(m_pContext))
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (isInvalid(fid))
+    {
+        return true;
+    }
+    PDLPhysicalWidget* pWidget = nullptr;
+    if (!findTargetWidget(m_pContext, m_pWidgetId, pWidget))
+    {
+        return false;
+    }
+    if (pWidget == nullptr)
+    {
+        return true;
+    }
+    if (m_pVariable != nullptr)
+    {
+        PDLVariant const type = m_pVariable->getValueAtIndex(PDLVariant("TYPE"), "", false);
+        // An Invalid type reads as the empty text, which names no scaler.
+        PDLScaler* pScaler = PDLScaler::create(isInvalid(type) ? std::string() : type.getString());
+        if (pScaler != nullptr)
+        {
+            pScaler->setParameters(m_pVariable);
+        }
+        pWidget->setScaler(m_attribute, pScaler);
+    }
+    pWidget->connect(m_attribute, fid.getString());
     return true;
 }
 
@@ -63,10 +198,35 @@ PDLCommandSetAttribute::~PDLCommandSetAttribute()
     delete m_pExpression;
 }
 
-void PDLCommandSetAttribute::onContextSet() {}
+void PDLCommandSetAttribute::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    PDL_CHECK(m_pExpression);
+    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bind(m_pExpression, m_pContext, m_noEventRegistration);
+}
 
 bool PDLCommandSetAttribute::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pExpression) || !PDL_CHECK(m_pContext))
+    {
+        return false;
+    }
+    PDLVariant const value = m_pExpression->evaluate(true);
+    if (isInvalid(value))
+    {
+        return true;
+    }
+    PDLPhysicalWidget* pWidget = nullptr;
+    if (!findTargetWidget(m_pContext, m_pWidgetId, pWidget))
+    {
+        return false;
+    }
+    if (pWidget != nullptr)
+    {
+        pWidget->setAttributeValue(m_attribute, value);
+    }
     return true;
 }
 
@@ -87,10 +247,39 @@ PDLCommandTrigger::~PDLCommandTrigger()
     delete m_pExpression;
 }
 
-void PDLCommandTrigger::onContextSet() {}
+void PDLCommandTrigger::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bind(m_pExpression, m_pContext, m_noEventRegistration);
+}
 
 bool PDLCommandTrigger::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pContext))
+    {
+        return false;
+    }
+    std::string parameter;
+    if (m_pExpression != nullptr)
+    {
+        PDLVariant const value = m_pExpression->evaluate(true);
+        if (isInvalid(value))
+        {
+            return true;
+        }
+        parameter = value.getString();
+    }
+    PDLPhysicalWidget* pWidget = nullptr;
+    if (!findTargetWidget(m_pContext, m_pWidgetId, pWidget))
+    {
+        return false;
+    }
+    if (pWidget != nullptr)
+    {
+        pWidget->trigger(m_event, parameter);
+    }
     return true;
 }
 
@@ -105,10 +294,30 @@ PDLCommandSetState::~PDLCommandSetState()
     delete m_pExpression;
 }
 
-void PDLCommandSetState::onContextSet() {}
+void PDLCommandSetState::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    PDL_CHECK(m_pFunctionId);
+    PDL_CHECK(m_pExpression);
+    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bind(m_pExpression, m_pContext, m_noEventRegistration);
+}
 
 bool PDLCommandSetState::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pContext) || !PDL_CHECK(m_pFunctionId) || !PDL_CHECK(m_pExpression) ||
+        !checkPanelState())
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (isInvalid(fid))
+    {
+        return true;
+    }
+    // An Invalid value is written as such: it makes the state entry Invalid.
+    PDLPanelState::getInstance()->setValue(fid.getString(), m_pExpression->evaluate(false));
     return true;
 }
 
@@ -123,10 +332,28 @@ PDLCommandSendEvent::~PDLCommandSendEvent()
     delete m_pExpression;
 }
 
-void PDLCommandSendEvent::onContextSet() {}
+void PDLCommandSendEvent::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    PDL_CHECK(m_pFunctionId);
+    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bind(m_pExpression, m_pContext, m_noEventRegistration);
+}
 
 bool PDLCommandSendEvent::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pContext) || !PDL_CHECK(m_pFunctionId) || !checkPanelState())
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (isInvalid(fid))
+    {
+        return true;
+    }
+    std::string const parameter = m_pExpression != nullptr ? m_pExpression->evaluate(false).getString() : "";
+    PDLPanelState::getInstance()->triggerMFDriverEvent(fid.getString(), parameter);
     return true;
 }
 
@@ -140,10 +367,26 @@ PDLCommandSubscribe::~PDLCommandSubscribe()
     delete m_pFunctionId;
 }
 
-void PDLCommandSubscribe::onContextSet() {}
+void PDLCommandSubscribe::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    PDL_CHECK(m_pFunctionId);
+    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    m_pFIDReceiver = m_pContext != nullptr ? m_pContext->getFunctionIDInterface() : nullptr;
+}
 
 bool PDLCommandSubscribe::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pFunctionId) || !PDL_CHECK(m_pFIDReceiver))
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (!isInvalid(fid))
+    {
+        m_pFIDReceiver->subscribeFunctionID(fid.getString());
+    }
     return true;
 }
 
@@ -157,9 +400,35 @@ PDLCommandGetScale::~PDLCommandGetScale()
     delete m_pFunctionId;
 }
 
-void PDLCommandGetScale::onContextSet() {}
+void PDLCommandGetScale::onContextSet()
+{
+    PDL_CHECK(m_pContext);
+    PDL_CHECK(m_pFunctionId);
+    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    // An unknown name is reported by the lookup ("undeclared variable ").
+    m_pVariable = getVariable(m_variableName, false);
+}
 
 bool PDLCommandGetScale::onExecute()
 {
+    PDLRunTimeInfo::s_pCurrentObject = this;
+    if (!PDL_CHECK(m_pFunctionId) || !PDL_CHECK(m_pVariable) || !checkPanelState())
+    {
+        return false;
+    }
+    PDLVariant const fid = m_pFunctionId->evaluate(true);
+    if (isInvalid(fid))
+    {
+        return true;
+    }
+    PDLScaler* pScaler = createStateScaler(fid.getString());
+    if (pScaler == nullptr)
+    {
+        // For an array the elements become Invalid and the keys stay.
+        m_pVariable->setInvalid();
+        return true;
+    }
+    pScaler->setParameters(fid.getString(), m_pVariable);
+    delete pScaler;
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "pdlbaseclasses.h"
 #include "pdleventmanager.h"
+#include "pdlscaler.h"
 
 #include <interfaces/imacrosystem.h>
 #include <interfaces/ipanelfeedback.h>
@@ -12,7 +13,14 @@ PDLPhysicalWidget::PDLPhysicalWidget(IPanelFeedback* pPanelFeedback, UniqueWidge
     setAllAttributesToDefault();
 }
 
-PDLPhysicalWidget::~PDLPhysicalWidget() {}
+PDLPhysicalWidget::~PDLPhysicalWidget()
+{
+    m_iPanelFeedback = nullptr;
+    for (auto& entry : m_scalers)
+    {
+        delete entry.second;
+    }
+}
 
 void PDLPhysicalWidget::setAllAttributesToDefault()
 {
@@ -20,6 +28,65 @@ void PDLPhysicalWidget::setAllAttributesToDefault()
     {
         m_iPanelFeedback->setAllAttributesToDefault(m_id);
     }
+}
+
+void PDLPhysicalWidget::setScaler(std::string const& attribute, PDLScaler* pScaler)
+{
+    auto it = m_scalers.find(attribute);
+    if (it != m_scalers.end())
+    {
+        if (it->second == pScaler)
+        {
+            return;
+        }
+        delete it->second;
+        it->second = pScaler;
+        return;
+    }
+    m_scalers[attribute] = pScaler;
+}
+
+void PDLPhysicalWidget::connect(std::string const& attribute, std::string const& functionId)
+{
+    m_attributeConnections[attribute] = functionId;
+}
+
+void PDLPhysicalWidget::setAttributeValue(std::string const& attribute, PDLVariant const& value)
+{
+    auto scaler = m_scalers.find(attribute);
+    if (scaler != m_scalers.end())
+    {
+        delete scaler->second;
+        m_scalers.erase(scaler);
+    }
+    m_attributeConnections.erase(attribute);
+    m_attributeValues[attribute] = value;
+}
+
+PDLVariant PDLPhysicalWidget::getAttributeValue(std::string const& attribute) const
+{
+    auto it = m_attributeValues.find(attribute);
+    return it != m_attributeValues.end() ? it->second : PDLVariant();
+}
+
+void PDLPhysicalWidget::trigger(std::string const& event, std::string const& parameter)
+{
+    if (m_iPanelFeedback != nullptr)
+    {
+        m_iPanelFeedback->trigger(m_id, event, parameter);
+    }
+}
+
+PDLScaler* PDLPhysicalWidget::getScaler(std::string const& attribute) const
+{
+    auto it = m_scalers.find(attribute);
+    return it != m_scalers.end() ? it->second : nullptr;
+}
+
+std::string PDLPhysicalWidget::getConnection(std::string const& attribute) const
+{
+    auto it = m_attributeConnections.find(attribute);
+    return it != m_attributeConnections.end() ? it->second : std::string();
 }
 
 PDLPhysicalWidgetManager::PDLPhysicalWidgetManager() : m_iPanelFeedback(nullptr) {}
@@ -60,7 +127,8 @@ void PDLPhysicalWidgetManager::addWidget(UniqueWidgetID const& id)
 
     m_widgets[id] = new PDLPhysicalWidget(m_iPanelFeedback, id);
 
-    IMacroSystem* pMacroSystem = PDLEventManager::getInstance()->getMacroSystemInterface();
+    IMacroSystem* pMacroSystem =
+        PDLEventManager::hasInstance() ? PDLEventManager::getInstance()->getMacroSystemInterface() : nullptr;
     if (pMacroSystem != nullptr)
     {
         pMacroSystem->setMacroLevel(id, "DEFAULT");
@@ -90,6 +158,21 @@ PDLPhysicalWidget* PDLPhysicalWidgetManager::findWidget(UniqueWidgetID const& id
 {
     auto it = m_widgets.find(id);
     return it != m_widgets.end() ? it->second : nullptr;
+}
+
+PDLPhysicalWidget* PDLPhysicalWidgetManager::getWidget(UniqueWidgetID const& id)
+{
+    auto it = m_widgets.find(id);
+    if (it != m_widgets.end())
+    {
+        return it->second;
+    }
+    PDLRunTimeInfo::report(rtk::LogOutput::eLevelDebug1,
+                           "widget id " + id.toString() + " not found (not defined in MHL file ?)", __FILE__,
+                           __LINE__);
+    addWidget(id);
+    // An addWidget that stored nothing leaves a null entry, which callers test for.
+    return m_widgets[id];
 }
 
 void PDLPhysicalWidgetManager::setPanelFeedbackInterface(IPanelFeedback* pPanelFeedback)
