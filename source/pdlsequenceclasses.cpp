@@ -223,7 +223,8 @@ void PDLSequence::init()
 
 bool PDLSequence::evaluateStartEvent(PDLEvent const* pEvent)
 {
-    if (!PDL_CHECK(pEvent) || pEvent->m_type > PDLEvent::eEventVariable)
+    if (!PDLRunTimeInfo::checkPresent(pEvent != nullptr, "Event", __FILE__, __LINE__) ||
+        pEvent->m_type > PDLEvent::eEventVariable)
     {
         return false;
     }
@@ -261,7 +262,8 @@ bool PDLSequence::evaluateWhenCondition(bool watch)
 
 bool PDLSequence::start(PDLEvent const* pEvent)
 {
-    if (!PDL_CHECK(m_pVariableID) || !PDL_CHECK(pEvent))
+    if (!PDL_CHECK(m_pVariableID) ||
+        !PDLRunTimeInfo::checkPresent(pEvent != nullptr, "Event", __FILE__, __LINE__))
     {
         return false;
     }
@@ -326,8 +328,9 @@ bool PDLSequence::execute(PDLEvent const* pEvent)
     PDLRunTimeInfo::s_pCurrentObject = nullptr;
     PDLRunTimeInfo::s_pCurrentContext = this;
     bool result = false;
-    if (PDL_CHECK(m_pCurrentState) && PDL_CHECK(pEvent) && PDL_CHECK(m_pVariableID) &&
-        PDL_CHECK(m_pVariableMacroLevel))
+    if (PDL_CHECK(m_pCurrentState) &&
+        PDLRunTimeInfo::checkPresent(pEvent != nullptr, "Event", __FILE__, __LINE__) &&
+        PDL_CHECK(m_pVariableID) && PDL_CHECK(m_pVariableMacroLevel))
     {
         result = runEvent(pEvent);
     }

@@ -153,7 +153,7 @@ std::set<std::string> PDLWidget::getActiveFIDs(uint32_t id) const
 
 void PDLWidget::collectTypeIDs(PDLContext* pParent, std::string const& typeName, std::list<uint32_t>& ids)
 {
-    if (!PDL_CHECK(pParent))
+    if (!PDLRunTimeInfo::checkPresent(pParent != nullptr, "pParentContext", __FILE__, __LINE__))
     {
         return;
     }
@@ -268,7 +268,8 @@ void PDLWidget::execute(PDLEvent const* pEvent)
 {
     PDLRunTimeInfo::s_pCurrentObject = nullptr;
     PDLRunTimeInfo::s_pCurrentContext = this;
-    bool const ready = PDL_CHECK(m_pVariableID) && PDL_CHECK(m_pWidgetCode) && PDL_CHECK(pEvent);
+    bool const ready = PDL_CHECK(m_pVariableID) && PDL_CHECK(m_pWidgetCode) &&
+                       PDLRunTimeInfo::checkPresent(pEvent != nullptr, "Event", __FILE__, __LINE__);
     if (ready)
     {
         m_pCurrentEvent = pEvent;
