@@ -115,16 +115,13 @@ PDLWidget::PDLWidget(PDLContext* pParent, std::string const& idVariableName, std
 
 PDLWidget::~PDLWidget()
 {
-    for (uint32_t id : m_widgetIDs)
+    // Every number that ran, served or not, gives up what its last pass subscribed.
+    for (auto const& entry : m_activeFIDs)
     {
-        auto it = m_activeFIDs.find(id);
-        if (it == m_activeFIDs.end())
+        PDLStateSubscriberKey const key(this, static_cast<int32_t>(entry.first));
+        for (std::string const& fid : entry.second)
         {
-            continue;
-        }
-        for (std::string const& fid : it->second)
-        {
-            unsubscribeState(fid, PDLStateSubscriberKey(this, static_cast<int32_t>(id)));
+            unsubscribeState(fid, key);
         }
     }
     for (PDLVariable* pVariable : m_registeredVariables)
@@ -268,8 +265,10 @@ void PDLWidget::execute(PDLEvent const* pEvent)
 {
     PDLRunTimeInfo::s_pCurrentObject = nullptr;
     PDLRunTimeInfo::s_pCurrentContext = this;
-    bool const ready = PDL_CHECK(m_pVariableID) && PDL_CHECK(m_pWidgetCode) &&
-                       PDLRunTimeInfo::checkPresent(pEvent != nullptr, "Event", __FILE__, __LINE__);
+    // Each missing part is reported, not only the first.
+    bool ready = PDL_CHECK(m_pVariableID);
+    ready = PDL_CHECK(m_pWidgetCode) && ready;
+    ready = PDLRunTimeInfo::checkPresent(pEvent != nullptr, "Event", __FILE__, __LINE__) && ready;
     if (ready)
     {
         m_pCurrentEvent = pEvent;

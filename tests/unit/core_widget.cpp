@@ -85,9 +85,14 @@ TEST_F(WidgetTest, BadNumbersAreReportedAndTheRestIsKept)
     EXPECT_TRUE(m_journal.empty());
 
     m_log.str("");
-    widget(8u, nullptr);
+    PDLWidget* pNoCode = widget(8u, nullptr);
     EXPECT_EQ(1, countInLog("\nm_pWidgetCode\n\n"));
     EXPECT_EQ(1, countInLog("FATAL:"));
+    // Every missing part of a run is named.
+    m_log.str("");
+    pNoCode->execute(nullptr);
+    EXPECT_EQ(1, countInLog("\nm_pWidgetCode\n\n"));
+    EXPECT_EQ(1, countInLog("\nEvent\n\n"));
 
     m_log.str("");
     std::unique_ptr<PDLWidget> pOrphan(new PDLWidget(nullptr, "key", "KEYS", nullptr, block({})));
@@ -151,6 +156,11 @@ TEST_F(WidgetTest, SubscriptionsFollowWhatTheLastPassRead)
     pWidget->execute(&press7);
     EXPECT_TRUE(isSubscribed("a", pWidget, 7));
     EXPECT_FALSE(isSubscribed("a", pWidget, 4));
+
+    // A number outside the type that an event names anyway is watched like the others.
+    PDLEvent const press9 = event(PDLEvent::eEventWidget, 9, "PRESS");
+    pWidget->execute(&press9);
+    EXPECT_TRUE(isSubscribed("a", pWidget, 9));
 
     // The widget's end drops all of them.
     m_widgets.clear();
