@@ -63,10 +63,8 @@ void PDLWidget::runWithMacroLevel(PDLContext const& context, uint32_t id, PDLVar
         pCode->execute();
         return;
     }
-    UniqueWidgetID const widgetID(UniqueModuleID(static_cast<uint16_t>(context.getWorkplaceID()),
-                                                 static_cast<uint16_t>(context.getGroupID()),
-                                                 static_cast<uint16_t>(context.getModuleID())),
-                                  static_cast<uint16_t>(id));
+    // The module part is the context's own: the same as its workplace, group and module numbers.
+    UniqueWidgetID const widgetID(context.getUniqueModuleID(), static_cast<uint16_t>(id));
     pMacroLevel->setValueString(pMacroSystem->getMacroLevel(widgetID));
     pMacroLevel->clearChangeFlag();
     pCode->execute();

@@ -126,8 +126,13 @@ protected:
             m_mutexHeld = false;
         }
         rtk::LogManager::getInstance()->getOutput("EventMgr")->setLevel(3);
-        PDLTest::TearDown();
+        // The event engine goes first; the panel state outlives everything that subscribed to it.
+        if (PDLEventManager::hasInstance())
+        {
+            PDLEventManager::destroyInstance();
+        }
         PDLPanelState::destroyInstance();
+        PDLTest::TearDown();
     }
 
     // The event engine with the fake macro system; the test then holds the interpreter mutex, so that
