@@ -81,6 +81,12 @@ public:
 
     bool isRunning() const { return m_running; }
     std::list<uint32_t> const& getWidgetIDs() const { return m_widgetIDs; }
+    // True only while init binds the guard: reads that register then bind to this sequence.
+    bool isSettingWhenContext() const { return m_settingWhenContext; }
+    // Null before the first state and after a goto to an unknown state.
+    PDLCodeBlock* getCurrentState() const { return m_pCurrentState; }
+    // The panel-state ids that the latest pass subscribed.
+    std::set<std::string> const& getActiveFIDs() const { return m_activeFIDs; }
 
 protected:
     std::list<uint32_t> m_widgetIDs;
@@ -100,6 +106,12 @@ protected:
     std::set<uint32_t> m_traceIDs;
     std::set<std::string> m_staleFIDs;
     std::set<std::string> m_activeFIDs;
+
+private:
+    // The declarations common to both constructors.
+    void finishConstruction();
+    // execute after its checks: guard, then the current state's block.
+    bool runEvent(PDLEvent const* pEvent);
 };
 
 #endif

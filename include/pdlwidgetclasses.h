@@ -8,13 +8,17 @@
 #include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 
+#include "rtk/log.h"
+
 #include <cstdint>
 #include <list>
 #include <map>
 #include <set>
 #include <string>
 
+class IMacroSystem;
 class PDLCodeBlock;
+class PDLCommand;
 class PDLEvent;
 class PDLVariable;
 class PDLVariableList;
@@ -50,6 +54,30 @@ public:
 
     std::list<uint32_t> const& getWidgetIDs() const { return m_widgetIDs; }
     PDLCodeBlock* getWidgetCode() const { return m_pWidgetCode; }
+    // The panel-state ids that the latest pass of that number subscribed.
+    std::set<std::string> getActiveFIDs(uint32_t id) const;
+
+    // Mechanics that sequences share.
+    // The host's macro system, or null (also when there is no event engine).
+    static IMacroSystem* getMacroSystem();
+    // The "EventMgr" log when it asks for level 7 lines, else null.
+    static rtk::LogOutput* getEventLogIfDebug();
+    // The trace line of one pass on standard output; label is "Widget   " or "Sequence ".
+    static void printTrace(PDLContext const& context, char const* label, uint32_t id, PDLEvent const* pEvent);
+    // workplace.group.module.id (file.line) of a definition.
+    static std::string describe(PDLContext const& context, int id);
+    // Runs the code; with a macro system present, macro_level holds the control's level during the run
+    // and an assignment to it goes back to the macro system.
+    static void runWithMacroLevel(PDLContext const& context, uint32_t id, PDLVariable* pMacroLevel,
+                                  PDLCommand* pCode);
+    // Make the widget-number local and "macro_level" in the context's table.
+    static void createLocals(PDLContext& context, std::string const& idVariableName,
+                             PDLVariable*& pVariableID, PDLVariable*& pVariableMacroLevel);
+    // Appends the non-zero values of the module's type typeName; zeros and an unknown type are reported.
+    static void collectTypeIDs(PDLContext* pParent, std::string const& typeName, std::list<uint32_t>& ids);
+    // Panel-state subscription calls that tolerate a missing panel state.
+    static void subscribeState(std::string const& fid, PDLStateSubscriberKey const& key);
+    static void unsubscribeState(std::string const& fid, PDLStateSubscriberKey const& key);
 
 protected:
     std::list<uint32_t> m_widgetIDs;
@@ -64,6 +92,10 @@ protected:
     std::set<uint32_t> m_traceIDs;
     std::map<uint32_t, std::set<std::string>> m_staleFIDs;
     std::map<uint32_t, std::set<std::string>> m_activeFIDs;
+
+private:
+    // The checks and declarations common to both constructors.
+    void finishConstruction();
 };
 
 #endif

@@ -1,8 +1,10 @@
 #include "pdlconditionclasses.h"
 
 #include "pdleventmanager.h"
+#include "pdlsequenceclasses.h"
 #include "pdlsymboltable.h"
 #include "pdltypeclasses.h"
+#include "pdlwidgetclasses.h"
 
 namespace
 {
@@ -487,8 +489,17 @@ bool PDLConditionEvent::evaluate() const
     {
         return false;
     }
-    // The reader would subscribe to fid here; widgets and sequences cannot subscribe yet.
-    return curEvt->m_type == PDLEvent::eEventMFDriver && curEvt->m_name == fid.getString();
+    // The reader subscribes to the composed id whatever the current event is.
+    std::string const text = fid.getString();
+    if (PDLWidget* pWidget = getWidget())
+    {
+        pWidget->subscribeFID(text);
+    }
+    else if (m_pSequence != nullptr)
+    {
+        m_pSequence->subscribeFID(text);
+    }
+    return curEvt->m_type == PDLEvent::eEventMFDriver && curEvt->m_name == text;
 }
 
 PDLConditionWidgetEvent::PDLConditionWidgetEvent(PDLSetExp* pSet, std::string const& eventName)

@@ -4,7 +4,9 @@
 #include "pdlpanelstate.h"
 #include "pdlphysicalwidget.h"
 #include "pdlscaler.h"
+#include "pdlsequenceclasses.h"
 #include "pdlsymboltable.h"
+#include "pdlwidgetclasses.h"
 
 #include <basekit/uniqueids.h>
 
@@ -326,9 +328,9 @@ void PDLExpressionGet::onContextSet()
     {
         m_pFunctionIdComponents->setContext(m_pContext, m_noEventRegistration);
     }
-    // The reader that a read subscribes is the widget of the context. A sequence reader is taken
-    // only while its when condition is being bound, which the sequence itself tells; no such
-    // context exists yet, so m_pSequence stays null.
+    // A read in a sequence's guard subscribes the sequence; reads elsewhere subscribe the widget.
+    PDLSequence* pSequence = m_pContext != nullptr ? m_pContext->getSequence() : nullptr;
+    m_pSequence = (pSequence != nullptr && pSequence->isSettingWhenContext()) ? pSequence : nullptr;
 }
 
 PDLVariant PDLExpressionGet::evaluate(bool warnInvalid) const
@@ -343,12 +345,22 @@ PDLVariant PDLExpressionGet::evaluate(bool warnInvalid) const
     {
         return PDLVariant();
     }
+    std::string const fid = m_value.getString();
+    // Reading a state value subscribes the reader to it, on every evaluation.
+    if (PDLWidget* pWidget = getWidget())
+    {
+        pWidget->subscribeFID(fid);
+    }
+    else if (m_pSequence != nullptr)
+    {
+        m_pSequence->subscribeFID(fid);
+    }
     if (!PDLPanelState::hasInstance())
     {
         reportFatal("pPanelState", __FILE__, __LINE__);
         return PDLVariant();
     }
-    return PDLPanelState::getInstance()->getValue(m_value.getString(), warnInvalid);
+    return PDLPanelState::getInstance()->getValue(fid, warnInvalid);
 }
 
 // ---------------------------------------------------------------------------------------------------
