@@ -419,6 +419,8 @@ TEST_F(CommandTest, NestedCommandsStopAtTheirBreakpoints)
         result = pTree->execute();
         done = true;
         releaser.join();
+        // Leave the stop signal standing, as an idle debugger has it, whatever the releaser's last turn.
+        PDLDebugger::s_breakpoint.give();
         EXPECT_EQ("breakpoint hit at nested.pdl line 23\n"
                   "breakpoint hit at nested.pdl line 21\n"
                   "breakpoint hit at nested.pdl line 21\n"
