@@ -145,6 +145,8 @@ protected:
     // Takes a freshly opened source into use: the place where an enciphered source is recognised by
     // its header. False when the header is refused (the error is counted).
     bool takeSourceIntoUse(FILE* pFile, rtk::Path const& path);
+    // Deletes the content and the module's variables; log writes the unload steps.
+    void releaseContent(bool log);
     // Text of the module in log lines.
     std::string getText() const;
 

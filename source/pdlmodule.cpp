@@ -114,6 +114,11 @@ PDLModule::~PDLModule()
     {
         unload();
     }
+    else
+    {
+        // Content filled without a load (by hand) goes silently.
+        releaseContent(false);
+    }
     for (rtk::IsaacEncryption*& pCipher : m_ciphers)
     {
         delete pCipher;
@@ -299,29 +304,43 @@ void PDLModule::reload()
 void PDLModule::unload()
 {
     std::string const text = getText();
-    std::string const prefix = "    Module " + text;
     startupInfo() << "  Unloading module " << text << " from file \"" << m_fileName << "\"" << std::endl;
+    releaseContent(true);
+    m_filePath = rtk::Path();
+    startupInfo() << "  Module " << text << " Unload OK" << std::endl;
+}
+
+void PDLModule::releaseContent(bool log)
+{
+    std::string const prefix = "    Module " + getText();
+    auto step = [&prefix, log](char const* pWhat)
+    {
+        if (log)
+        {
+            startupInfo() << prefix << pWhat << std::endl;
+        }
+    };
 
     for (PDLInitSection* pInitSection : m_initSections)
     {
         delete pInitSection;
     }
     m_initSections.clear();
-    startupInfo() << prefix << " Init Sections Deleted" << std::endl;
+    step(" Init Sections Deleted");
 
     for (PDLWidget* pWidget : m_widgets)
     {
         delete pWidget;
     }
     m_widgets.clear();
-    startupInfo() << prefix << " Widgets Deleted" << std::endl;
+    step(" Widgets Deleted");
 
     for (auto& entry : m_functions)
     {
         delete entry.second;
     }
     m_functions.clear();
-    startupInfo() << prefix << " Functiond Deleted" << std::endl;
+    step(" Functiond Deleted");
 
     for (PDLSequence* pSequence : m_sequences)
     {
@@ -333,14 +352,14 @@ void PDLModule::unload()
         delete pSequence;
     }
     m_sequences.clear();
-    startupInfo() << prefix << " Sequences Deleted" << std::endl;
+    step(" Sequences Deleted");
 
     for (auto& entry : m_types)
     {
         delete entry.second;
     }
     m_types.clear();
-    startupInfo() << prefix << " Types Deleted" << std::endl;
+    step(" Types Deleted");
 
     m_sequencesByID.clear();
     m_widgetsByID.clear();
@@ -349,7 +368,7 @@ void PDLModule::unload()
     // The commands of the lines are gone: a breakpoint must not reach them, and the next load records
     // its own.
     m_commandsByLine.clear();
-    startupInfo() << prefix << " Module Cleared" << std::endl;
+    step(" Module Cleared");
 
     // Changes of the module's variables not yet turned into events must not outlive the variables.
     if (PDLEventManager::hasInstance())
@@ -361,8 +380,6 @@ void PDLModule::unload()
         }
     }
     getSymbolTable()->clear();
-    m_filePath = rtk::Path();
-    startupInfo() << "  Module " << text << " Unload OK" << std::endl;
 }
 
 void PDLModule::include(rtk::Path const& path)
