@@ -118,6 +118,9 @@ public:
     void addChangedVariable(PDLVariable* pVariable);
     // The variables changed since the last conversion, in order of first change.
     std::list<PDLVariable*> const& getChangedVariables() const { return m_changedVariables; }
+    // Forgets a variable that is about to be deleted, so that no event is made from it. The caller
+    // holds the interpreter mutex.
+    void removeChangedVariable(PDLVariable* pVariable);
 
     // Wakes the main loop for one further pass.
     void wakeStateDriver();
@@ -149,6 +152,8 @@ public:
     void setMHLParser(IMHLParser* pMHLParser) { m_pMHLParser = pMHLParser; }
     IMHLParser* getMHLParser() const { return m_pMHLParser; }
     PDLModule* getCurrentModule() const { return m_pCurrentModule; }
+    // The module whose code runs now; set by a module's init and cleared when that module goes.
+    void setCurrentModule(PDLModule* pModule) { m_pCurrentModule = pModule; }
 
     bool isHWEventQueueing() const { return m_hwEventQueueing; }
     bool isHWEventOptimization() const { return m_hwEventOptimization; }

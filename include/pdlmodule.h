@@ -10,10 +10,17 @@
 #include <basekit/uniqueids.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <list>
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
+
+namespace rtk
+{
+class IsaacEncryption;
+}
 
 class IFunctionID;
 class PDLCodeBlock;
@@ -29,7 +36,8 @@ class PDLWidget;
 class PDLInitSection : public PDLContext
 {
 public:
-    // Owns the locals (registered in the section's table) and the code; null code is a reported fault.
+    // Owns the locals (moved into the section's table, the list itself is freed) and the code; null
+    // code is a reported fault.
     PDLInitSection(PDLContext* pParent, PDLVariableList* pLocals, PDLCodeBlock* pCode);
     ~PDLInitSection() override;
 
@@ -39,6 +47,8 @@ public:
     // Runs the code.
     void execute();
 
+    PDLCodeBlock* getInitCode() const { return m_pInitCode; }
+
 protected:
     PDLCodeBlock* m_pInitCode;
 };
@@ -46,8 +56,10 @@ protected:
 class PDLModule : public PDLContext
 {
 public:
+    // Nothing is loaded yet; name is the module's hardware description file, shown by listModules.
     PDLModule(PDLContext* pParent, UniqueModuleID const& id, int connPort, int connConnector,
               IFunctionID* pFunctionID, std::string const& name);
+    // Unloads what is loaded.
     ~PDLModule() override;
 
     EScope getScope() const override;
@@ -57,8 +69,38 @@ public:
     PDLModule* getModule() override;
     IFunctionID* getFunctionIDInterface() override;
 
-    // Runs an event on the module's widgets and sequences.
+    // Runs an event on the module's widgets and sequences: the one entry of the engine into the code.
     void executeEvent(PDLEvent const* pEvent);
+
+    // Parses base/fileName (or its ".enc" twin) into this module and binds the result; unloads first
+    // when something is loaded. True when no error was counted. The caller holds the interpreter mutex.
+    bool load(rtk::Path const& base, std::string const& fileName);
+    // Resets the variables, runs the init sections, then the INIT event on every widget. The caller
+    // holds the interpreter mutex.
+    void init();
+    // load and init again from the same file; nothing when nothing was ever loaded. Takes the
+    // interpreter mutex itself.
+    void reload();
+    // Deletes everything the source defined, the module's variables included. The caller holds the
+    // interpreter mutex.
+    void unload();
+    // Opens an included file into the scanner's input (null there when it cannot be opened). Reached
+    // through the scanner's include hook while this module loads.
+    void include(rtk::Path const& path);
+    // True while a source is loaded (also after a failed load, until unload).
+    bool isLoaded() const { return !m_filePath.isEmpty(); }
+    rtk::Path const& getSourcePath() const { return m_filePath; }
+    std::string const& getSourceName() const { return m_fileName; }
+
+    // Debugging: a breakpoint on the first command of a line, and tracing of the widgets and
+    // sequences under a widget number.
+    void setBreakpoint(int line);
+    void deleteBreakpoint(int line);
+    void setTrace(unsigned int id, bool on);
+    // Shell dumps on standard output.
+    void dumpTypes() const;
+    void dumpWidgetSymbolTables(unsigned int id) const;
+    void dumpSequenceSymbolTables(unsigned int id) const;
 
     // Fill operations used by the parser; each takes ownership of what it is given.
     void addInitSection(PDLInitSection* pInitSection);
@@ -91,11 +133,22 @@ public:
     std::multimap<uint32_t, PDLSequence*> const& getSequencesByID() const { return m_sequencesByID; }
     int getConnPort() const { return m_connPort; }
     int getConnConnector() const { return m_connConnector; }
+    std::list<PDLSequence*> const& getRunningSequences() const { return m_runningSequences; }
+    std::map<std::string, PDLType*> const& getTypes() const { return m_types; }
     std::string const& getName() const { return m_name; }
+    std::string const& getKey() const { return m_key; }
+    bool isEncrypted() const { return m_encrypted; }
 
 protected:
-    // Deletes everything the source defined and empties the tables.
-    void clearContent();
+    // Creates a read-only module variable with an integer value.
+    void createBuiltIn(std::string const& name, int value);
+    // Takes a freshly opened source into use: the place where an enciphered source is recognised by
+    // its header. False when the header is refused (the error is counted).
+    bool takeSourceIntoUse(FILE* pFile, rtk::Path const& path);
+    // Deletes the content and the module's variables; log writes the unload steps.
+    void releaseContent(bool log);
+    // Text of the module in log lines.
+    std::string getText() const;
 
     std::list<PDLInitSection*> m_initSections;
     std::map<std::string, PDLFunction*> m_functions;
@@ -107,6 +160,14 @@ protected:
     std::set<std::string> m_variablesInFile;
     std::map<int, PDLCommand*> m_commandsByLine;
     std::map<std::string, PDLType*> m_types;
+    // The loaded source. These hide PDLContext's position members on purpose: an empty m_filePath
+    // means that nothing is loaded, whatever position the context was made with.
+    rtk::Path m_filePath;
+    std::string m_fileName;
+    bool m_encrypted;
+    // One cipher slot per include level, the deepest level included.
+    std::vector<rtk::IsaacEncryption*> m_ciphers;
+    std::string m_key;
     int32_t m_connPort;
     int32_t m_connConnector;
     IFunctionID* m_pFunctionID;

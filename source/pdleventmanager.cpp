@@ -485,6 +485,11 @@ void PDLEventManager::addChangedVariable(PDLVariable* pVariable)
     }
 }
 
+void PDLEventManager::removeChangedVariable(PDLVariable* pVariable)
+{
+    m_changedVariables.remove(pVariable);
+}
+
 void PDLEventManager::setVariableDelayed(UniqueModuleID const& id, std::string const& name,
                                          std::string const& value)
 {

@@ -2,10 +2,60 @@
 
 #include "pdlbaseclasses.h"
 #include "pdlcommandclasses.h"
+#include "pdleventmanager.h"
 #include "pdlfunctionclasses.h"
+#include "pdlinterpreter.h"
+#include "pdlparser.h"
+#include "pdlscanner.h"
 #include "pdlsequenceclasses.h"
 #include "pdltypeclasses.h"
 #include "pdlwidgetclasses.h"
+
+#include "rtk/encryption.h"
+
+#include <logkit/logging.h>
+
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+namespace
+{
+Orvane::Utilities::Logging::LogStream& startupInfo()
+{
+    static Orvane::Utilities::Logging::LogCategory s_log("Startup");
+    return s_log.info();
+}
+
+Orvane::Utilities::Logging::LogStream& startupError()
+{
+    static Orvane::Utilities::Logging::LogCategory s_log("Startup");
+    return s_log.error();
+}
+
+// The scanner's include hook while a module loads: the module opens the file.
+void includeIntoCurrentModule(rtk::Path const& path)
+{
+    if (g_pCurrentModule != nullptr)
+    {
+        g_pCurrentModule->include(path);
+    }
+    else
+    {
+        yyin = nullptr;
+    }
+}
+
+FILE* openSource(rtk::Path const& path)
+{
+    FILE* pFile = std::fopen(path.c_str(), "rb");
+    if (pFile == nullptr)
+    {
+        pFile = std::fopen((path.getString() + ".enc").c_str(), "rb");
+    }
+    return pFile;
+}
+} // namespace
 
 PDLInitSection::PDLInitSection(PDLContext* pParent, PDLVariableList* pLocals, PDLCodeBlock* pCode)
     : PDLContext(pParent, pParent != nullptr ? pParent->getUniqueModuleID() : UniqueModuleID()),
@@ -15,7 +65,9 @@ PDLInitSection::PDLInitSection(PDLContext* pParent, PDLVariableList* pLocals, PD
     {
         PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, "m_pInitCode", __FILE__, __LINE__);
     }
+    // The variables go to the table; the list that carried them is no longer needed.
     getSymbolTable()->registerVariableList(pLocals);
+    delete pLocals;
 }
 
 PDLInitSection::~PDLInitSection()
@@ -50,48 +102,37 @@ void PDLInitSection::execute()
 
 PDLModule::PDLModule(PDLContext* pParent, UniqueModuleID const& id, int connPort, int connConnector,
                      IFunctionID* pFunctionID, std::string const& name)
-    : PDLContext(pParent, id), m_connPort(connPort), m_connConnector(connConnector),
-      m_pFunctionID(pFunctionID), m_name(name)
+    : PDLContext(pParent, id), m_encrypted(false),
+      m_ciphers(static_cast<size_t>(lexMaxIncludeDepth()) + 1, nullptr), m_key("MyHiddenKey0x7F"),
+      m_connPort(connPort), m_connConnector(connConnector), m_pFunctionID(pFunctionID), m_name(name)
 {
 }
 
 PDLModule::~PDLModule()
 {
-    clearContent();
-}
-
-void PDLModule::clearContent()
-{
-    m_runningSequences.clear();
-    m_widgetsByID.clear();
-    m_sequencesByID.clear();
-    m_commandsByLine.clear();
-    for (PDLInitSection* pInitSection : m_initSections)
+    if (isLoaded())
     {
-        delete pInitSection;
+        unload();
     }
-    m_initSections.clear();
-    for (PDLWidget* pWidget : m_widgets)
+    else
     {
-        delete pWidget;
+        // Content filled without a load (by hand) goes silently.
+        releaseContent(false);
     }
-    m_widgets.clear();
-    for (PDLSequence* pSequence : m_sequences)
+    for (rtk::IsaacEncryption*& pCipher : m_ciphers)
     {
-        delete pSequence;
+        delete pCipher;
+        pCipher = nullptr;
     }
-    m_sequences.clear();
-    for (auto& entry : m_functions)
+    // The engine must not keep pointing at a module that is gone.
+    if (PDLEventManager::hasInstance() && PDLEventManager::getInstance()->getCurrentModule() == this)
     {
-        delete entry.second;
+        PDLEventManager::getInstance()->setCurrentModule(nullptr);
     }
-    m_functions.clear();
-    for (auto& entry : m_types)
+    if (g_pCurrentModule == this)
     {
-        delete entry.second;
+        g_pCurrentModule = nullptr;
     }
-    m_types.clear();
-    m_variablesInFile.clear();
 }
 
 EScope PDLModule::getScope() const
@@ -124,6 +165,240 @@ IFunctionID* PDLModule::getFunctionIDInterface()
     return m_pFunctionID;
 }
 
+std::string PDLModule::getText() const
+{
+    std::ostringstream text;
+    text << m_moduleID;
+    return text.str();
+}
+
+void PDLModule::createBuiltIn(std::string const& name, int value)
+{
+    PDLVariable* pVariable = getSymbolTable()->registerVariable(
+        new PDLVariableSimple(eScopeModule, "", name, false, true, false, false, m_moduleID));
+    if (pVariable != nullptr)
+    {
+        pVariable->setValueInt(value);
+    }
+}
+
+bool PDLModule::takeSourceIntoUse(FILE* /*pFile*/, rtk::Path const& /*path*/)
+{
+    // Every source is read as plain text for now: the stream stays at its start and nothing is
+    // deciphered. Enciphered sources are recognised here by their header once deciphering exists.
+    m_encrypted = false;
+    return true;
+}
+
+bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
+{
+    if (isLoaded())
+    {
+        unload();
+    }
+    m_filePath = base;
+    m_filePath.append(fileName);
+    m_fileName = fileName;
+    m_filePath.fixNotFullQualified();
+    g_pCurrentModule = this;
+
+    createBuiltIn("module_id", m_moduleID.getModuleID());
+    createBuiltIn("conn_port", m_connPort);
+    createBuiltIn("conn_connector", m_connConnector);
+
+    flushLex();
+    PDLParseInfo::m_errorCount = 0;
+    startupInfo() << "  Loading module " << getText() << " PDL code  from file \"" << m_filePath.getString()
+                  << "\"..." << std::endl;
+
+    FILE* pSource = openSource(m_filePath);
+    if (pSource == nullptr)
+    {
+        startupError() << "Failed to open file" << std::endl;
+        return false;
+    }
+    yyin = pSource;
+    if (!takeSourceIntoUse(pSource, m_filePath))
+    {
+        // The stream stays the scanner's input, as the header check left it.
+        ++PDLParseInfo::m_errorCount;
+        return false;
+    }
+    setFilePosition(m_filePath, 1);
+    g_lexFilePath = m_filePath;
+
+    LexIncludeHook const previousHook = lexSetIncludeHook(&includeIntoCurrentModule);
+    yyparse();
+    lexSetIncludeHook(previousHook);
+    std::fclose(pSource);
+    if (yyin == pSource)
+    {
+        yyin = nullptr;
+    }
+
+    // Binding runs whether or not the parse succeeded: it may find further errors.
+    for (auto& entry : m_functions)
+    {
+        entry.second->init();
+    }
+    for (PDLInitSection* pInitSection : m_initSections)
+    {
+        pInitSection->init();
+    }
+    for (PDLWidget* pWidget : m_widgets)
+    {
+        if (pWidget->getWidgetCode() == nullptr)
+        {
+            PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, "m_pWidgetCode", __FILE__, __LINE__);
+            continue;
+        }
+        pWidget->getWidgetCode()->setContext(pWidget, false);
+    }
+    for (PDLSequence* pSequence : m_sequences)
+    {
+        pSequence->init();
+    }
+
+    if (PDLParseInfo::m_errorCount > 0)
+    {
+        return false;
+    }
+    startupInfo() << "  Module " << getText() << " Load OK" << std::endl;
+    return true;
+}
+
+void PDLModule::init()
+{
+    if (PDLEventManager::hasInstance())
+    {
+        PDLEventManager::getInstance()->setCurrentModule(this);
+    }
+    getSymbolTable()->resetVariables();
+    for (PDLInitSection* pInitSection : m_initSections)
+    {
+        pInitSection->execute();
+    }
+    PDLEvent event(PDLEvent::eEventInit);
+    event.m_name = "INIT";
+    executeEvent(&event);
+}
+
+void PDLModule::reload()
+{
+    PDLInterpreter::mutexTake();
+    if (!isLoaded())
+    {
+        PDLInterpreter::mutexGive();
+        return;
+    }
+    std::string const& path = m_filePath.getString();
+    rtk::Path const base(
+        path.substr(0, path.size() >= m_fileName.size() ? path.size() - m_fileName.size() : 0));
+    // load unloads first and may change m_fileName: pass a copy.
+    std::string const fileName = m_fileName;
+    load(base, fileName);
+    init();
+    PDLInterpreter::mutexGive();
+}
+
+void PDLModule::unload()
+{
+    std::string const text = getText();
+    startupInfo() << "  Unloading module " << text << " from file \"" << m_fileName << "\"" << std::endl;
+    releaseContent(true);
+    m_filePath = rtk::Path();
+    startupInfo() << "  Module " << text << " Unload OK" << std::endl;
+}
+
+void PDLModule::releaseContent(bool log)
+{
+    std::string const prefix = "    Module " + getText();
+    auto step = [&prefix, log](char const* pWhat)
+    {
+        if (log)
+        {
+            startupInfo() << prefix << pWhat << std::endl;
+        }
+    };
+
+    for (PDLInitSection* pInitSection : m_initSections)
+    {
+        delete pInitSection;
+    }
+    m_initSections.clear();
+    step(" Init Sections Deleted");
+
+    for (PDLWidget* pWidget : m_widgets)
+    {
+        delete pWidget;
+    }
+    m_widgets.clear();
+    step(" Widgets Deleted");
+
+    for (auto& entry : m_functions)
+    {
+        delete entry.second;
+    }
+    m_functions.clear();
+    step(" Functiond Deleted");
+
+    for (PDLSequence* pSequence : m_sequences)
+    {
+        // Its cancel code runs while types and variables are still there.
+        if (pSequence->isRunning())
+        {
+            pSequence->gotoState("CANCEL");
+        }
+        delete pSequence;
+    }
+    m_sequences.clear();
+    step(" Sequences Deleted");
+
+    for (auto& entry : m_types)
+    {
+        delete entry.second;
+    }
+    m_types.clear();
+    step(" Types Deleted");
+
+    m_sequencesByID.clear();
+    m_widgetsByID.clear();
+    m_runningSequences.clear();
+    m_variablesInFile.clear();
+    // The commands of the lines are gone: a breakpoint must not reach them, and the next load records
+    // its own.
+    m_commandsByLine.clear();
+    step(" Module Cleared");
+
+    // Changes of the module's variables not yet turned into events must not outlive the variables.
+    if (PDLEventManager::hasInstance())
+    {
+        PDLEventManager* pEventManager = PDLEventManager::getInstance();
+        for (auto const& entry : getSymbolTable()->getVariables())
+        {
+            pEventManager->removeChangedVariable(entry.second);
+        }
+    }
+    getSymbolTable()->clear();
+}
+
+void PDLModule::include(rtk::Path const& path)
+{
+    std::string const& full = path.getString();
+    size_t const baseLength = m_filePath.getString().size() >= m_fileName.size()
+                                  ? m_filePath.getString().size() - m_fileName.size()
+                                  : 0;
+    std::string const shown = full.size() > baseLength ? full.substr(baseLength) : full;
+    startupInfo() << "    [Including file \"" << shown << "\"]..." << std::endl;
+
+    yyin = openSource(path);
+    if (yyin == nullptr)
+    {
+        return;
+    }
+    takeSourceIntoUse(yyin, path);
+}
+
 void PDLModule::executeEvent(PDLEvent const* pEvent)
 {
     if (pEvent == nullptr)
@@ -131,7 +406,93 @@ void PDLModule::executeEvent(PDLEvent const* pEvent)
         PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, "Event", __FILE__, __LINE__);
         return;
     }
-    // Widgets and sequences bound to the event are served here once the event entry is built.
+    switch (pEvent->m_type)
+    {
+    case PDLEvent::eEventWidget:
+    {
+        auto const range = m_sequencesByID.equal_range(pEvent->m_widgetID);
+        for (auto it = range.first; it != range.second; ++it)
+        {
+            PDLSequence* pSequence = it->second;
+            if (!pSequence->isRunning() && pSequence->start(pEvent))
+            {
+                m_runningSequences.push_back(pSequence);
+            }
+        }
+        // Every running sequence sees every hardware event of the module. A sequence that ends is
+        // taken out before the next one runs.
+        for (auto it = m_runningSequences.begin(); it != m_runningSequences.end();)
+        {
+            auto const next = std::next(it);
+            if (!(*it)->execute(pEvent))
+            {
+                m_runningSequences.erase(it);
+            }
+            it = next;
+        }
+        auto const widgets = m_widgetsByID.equal_range(pEvent->m_widgetID);
+        for (auto it = widgets.first; it != widgets.second; ++it)
+        {
+            it->second->execute(pEvent);
+        }
+        break;
+    }
+    case PDLEvent::eEventVariable:
+    case PDLEvent::eEventMFDriver:
+    case PDLEvent::eEventState:
+    {
+        if (pEvent->m_pWidget != nullptr)
+        {
+            pEvent->m_pWidget->execute(pEvent);
+            break;
+        }
+        if (pEvent->m_pSequence == nullptr)
+        {
+            PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal, "event w/o widget or sequence ptr", __FILE__,
+                                   __LINE__);
+            break;
+        }
+        PDLSequence* pSequence = pEvent->m_pSequence;
+        if (pEvent->m_type == PDLEvent::eEventVariable && !pSequence->isRunning() && pSequence->start(pEvent))
+        {
+            m_runningSequences.push_back(pSequence);
+        }
+        for (auto it = m_runningSequences.begin(); it != m_runningSequences.end();)
+        {
+            auto const next = std::next(it);
+            if (*it == pSequence && !pSequence->execute(pEvent))
+            {
+                m_runningSequences.erase(it);
+            }
+            it = next;
+        }
+        break;
+    }
+    case PDLEvent::eEventInit:
+        for (PDLWidget* pWidget : m_widgets)
+        {
+            pWidget->execute(pEvent);
+        }
+        break;
+    case PDLEvent::eEventSetVar:
+    {
+        PDLVariable* pVariable = getVariable(pEvent->m_varName, false, false);
+        if (pVariable == nullptr)
+        {
+            PDLRunTimeInfo::showError(rtk::LogOutput::eLevelError, __FILE__, __LINE__)
+                << "SETVAR failed: unknown variable " << pEvent->m_varName << std::endl
+                << std::endl
+                << std::endl;
+            ++PDLParseInfo::m_errorCount;
+            break;
+        }
+        pVariable->setValueString(pEvent->m_varValue);
+        break;
+    }
+    default:
+        // Kinds the engine does not know are ignored.
+        break;
+    }
 }
 
 void PDLModule::addInitSection(PDLInitSection* pInitSection)
@@ -251,4 +612,68 @@ PDLCommand* PDLModule::getCommand(int line) const
 {
     auto it = m_commandsByLine.find(line);
     return it != m_commandsByLine.end() ? it->second : nullptr;
+}
+
+void PDLModule::setBreakpoint(int line)
+{
+    PDLCommand* pCommand = getCommand(line);
+    if (pCommand == nullptr)
+    {
+        std::cout << "Line (" << line << ") without code, breakpoint not possible!" << std::endl;
+        return;
+    }
+    pCommand->setBreakpoint(true);
+}
+
+void PDLModule::deleteBreakpoint(int line)
+{
+    PDLCommand* pCommand = getCommand(line);
+    if (pCommand != nullptr)
+    {
+        pCommand->setBreakpoint(false);
+    }
+}
+
+void PDLModule::setTrace(unsigned int id, bool on)
+{
+    auto const widgets = m_widgetsByID.equal_range(id);
+    for (auto it = widgets.first; it != widgets.second; ++it)
+    {
+        it->second->setTrace(id, on);
+    }
+    auto const sequences = m_sequencesByID.equal_range(id);
+    for (auto it = sequences.first; it != sequences.second; ++it)
+    {
+        it->second->setTrace(id, on);
+    }
+}
+
+void PDLModule::dumpTypes() const
+{
+    std::cout << "Types:" << std::endl;
+    std::cout << "======" << std::endl;
+    for (auto const& entry : m_types)
+    {
+        entry.second->dump();
+    }
+}
+
+void PDLModule::dumpWidgetSymbolTables(unsigned int id) const
+{
+    auto const widgets = m_widgetsByID.equal_range(id);
+    for (auto it = widgets.first; it != widgets.second; ++it)
+    {
+        std::cout << "Widget " << id << ":" << std::endl;
+        it->second->getSymbolTable()->dump();
+    }
+}
+
+void PDLModule::dumpSequenceSymbolTables(unsigned int id) const
+{
+    auto const sequences = m_sequencesByID.equal_range(id);
+    for (auto it = sequences.first; it != sequences.second; ++it)
+    {
+        std::cout << "Sequence " << id << ":" << std::endl;
+        it->second->getSymbolTable()->dump();
+    }
 }

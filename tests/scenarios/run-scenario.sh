@@ -10,6 +10,7 @@
 #   status           (optional) the expected exit status, 0 when absent
 #   stderr-contains  (optional) lines that must each appear, as they stand, in standard error
 #   no-driver        (optional, empty) leave bin/libmoduledriver.so out
+# The text @WORK@ in expected and stderr-contains stands for the working directory (its path varies).
 # The working directory is a fresh temporary directory with bin/libmoduledriver.so and config/.
 set -uo pipefail
 
@@ -18,7 +19,7 @@ driver=$2
 scenario=$3
 democonfig=$4
 
-work=$(mktemp -d)
+work=$(cd "$(mktemp -d)" && pwd -P)
 trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/bin" "$work/config"
 if [[ ! -e "$scenario/no-driver" ]]; then
@@ -37,6 +38,8 @@ fi
 
 (cd "$work" && "$panelhost" "${args[@]}" --script "$scenario/script") >"$work/stdout" 2>"$work/stderr" </dev/null
 status=$?
+# The working directory's path varies from run to run: outputs show it as @WORK@.
+sed -i "s|$work|@WORK@|g" "$work/stdout" "$work/stderr"
 
 expected_status=0
 if [[ -f "$scenario/status" ]]; then

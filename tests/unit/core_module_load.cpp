@@ -1,0 +1,266 @@
+// Loading, binding, init, reload and unload of a module's source, and includes.
+
+#include "core_command_helpers.h"
+#include "core_pdlfixture.h"
+
+#include "pdlmodule.h"
+#include "pdlmodulemanager.h"
+#include "pdlscanner.h"
+#include "pdlwidgetclasses.h"
+
+#include <iostream>
+#include <memory>
+
+namespace
+{
+// Redirects std::cerr into a string for its lifetime.
+class CerrCapture
+{
+public:
+    CerrCapture() : m_pOld(std::cerr.rdbuf(m_text.rdbuf())) {}
+    ~CerrCapture() { std::cerr.rdbuf(m_pOld); }
+    std::string text() const { return m_text.str(); }
+
+private:
+    std::ostringstream m_text;
+    std::streambuf* m_pOld;
+};
+
+class ModuleLoadTest : public PDLTest
+{
+protected:
+    void SetUp() override
+    {
+        PDLTest::SetUp();
+        std::filesystem::create_directories(m_directory / "config" / "PDL");
+        m_global.reset(new PDLGlobal());
+        m_workplace.reset(new PDLWorkplace(m_global.get(), 1));
+        m_group.reset(new PDLGroup(m_workplace.get(), 1, 2));
+        m_module.reset(new PDLModule(m_group.get(), UniqueModuleID(1, 2, 3), 5, 6, nullptr, ""));
+        yylineno = 1;
+    }
+
+    void TearDown() override
+    {
+        m_module.reset();
+        m_group.reset();
+        m_workplace.reset();
+        m_global.reset();
+        PDLTest::TearDown();
+    }
+
+    rtk::Path base() const { return rtk::Path((m_directory / "config").string()); }
+    std::string full(std::string const& name) const { return (m_directory / "config" / name).string(); }
+
+    // Positions of the texts in the log, in the order given; -1 for a text not found after the last.
+    std::vector<long> positions(std::vector<std::string> const& texts) const
+    {
+        std::string const log = logText();
+        std::vector<long> result;
+        size_t from = 0;
+        for (std::string const& text : texts)
+        {
+            size_t const pos = log.find(text, from);
+            result.push_back(pos == std::string::npos ? -1 : static_cast<long>(pos));
+            from = pos == std::string::npos ? from : pos + text.size();
+        }
+        return result;
+    }
+
+    std::unique_ptr<PDLGlobal> m_global;
+    std::unique_ptr<PDLWorkplace> m_workplace;
+    std::unique_ptr<PDLGroup> m_group;
+    std::unique_ptr<PDLModule> m_module;
+};
+
+std::vector<std::string> const s_unloadLines = {
+    "  Unloading module 1.2.3 from file \"PDL/a.pdl\"\n",
+    "    Module 1.2.3 Init Sections Deleted\n",
+    "    Module 1.2.3 Widgets Deleted\n",
+    "    Module 1.2.3 Functiond Deleted\n",
+    "    Module 1.2.3 Sequences Deleted\n",
+    "    Module 1.2.3 Types Deleted\n",
+    "    Module 1.2.3 Module Cleared\n",
+    "  Module 1.2.3 Unload OK\n",
+};
+} // namespace
+
+TEST_F(ModuleLoadTest, EmptySourceLoadsAndBuiltInsAppear)
+{
+    writeFile("config/PDL/a.pdl", "");
+    EXPECT_FALSE(m_module->isLoaded());
+    PDLParseInfo::m_errorCount = 4;
+    ASSERT_TRUE(m_module->load(base(), "PDL/a.pdl"));
+    EXPECT_EQ(0u, PDLParseInfo::m_errorCount);
+    EXPECT_TRUE(m_module->isLoaded());
+    EXPECT_EQ(full("PDL/a.pdl"), m_module->getSourcePath().getString());
+    EXPECT_EQ("PDL/a.pdl", m_module->getSourceName());
+    EXPECT_EQ(m_module.get(), g_pCurrentModule);
+    EXPECT_EQ(full("PDL/a.pdl"), g_lexFilePath.getString());
+    EXPECT_EQ("a.pdl", m_module->getFileName().getString());
+    EXPECT_EQ(1, m_module->getLine());
+    std::vector<long> const at =
+        positions({"  Loading module 1.2.3 PDL code  from file \"" + full("PDL/a.pdl") + "\"...\n",
+                   "  Module 1.2.3 Load OK\n"});
+    EXPECT_NE(-1, at[0]) << logText();
+    EXPECT_NE(-1, at[1]) << logText();
+    PDLSymbolTable* pTable = m_module->getSymbolTable();
+    EXPECT_EQ(3u, pTable->getVariables().size());
+    EXPECT_EQ(3, pTable->getVariable("module_id")->getValue("", false).getInt());
+    EXPECT_EQ(5, pTable->getVariable("conn_port")->getValue("", false).getInt());
+    EXPECT_EQ(6, pTable->getVariable("conn_connector")->getValue("", false).getInt());
+    EXPECT_EQ(std::string(15, ' ').size(), m_module->getKey().size());
+    EXPECT_EQ("MyHiddenKey0x7F", m_module->getKey());
+}
+
+TEST_F(ModuleLoadTest, MissingFileFailsAndTheEncTwinIsTaken)
+{
+    ASSERT_FALSE(m_module->load(base(), "PDL/missing.pdl"));
+    EXPECT_EQ(1, countInLog("Failed to open file"));
+    EXPECT_EQ(0u, PDLParseInfo::m_errorCount);
+    EXPECT_EQ(0, countInLog("Load OK"));
+    // The module counts as loaded: its built-ins are there and an unload will follow.
+    EXPECT_TRUE(m_module->isLoaded());
+    EXPECT_TRUE(m_module->getSymbolTable()->hasVariable("module_id"));
+
+    writeFile("config/PDL/twin.pdl.enc", "");
+    ASSERT_TRUE(m_module->load(base(), "PDL/twin.pdl"));
+    // The messages name the plain file.
+    EXPECT_EQ(1, countInLog("from file \"" + full("PDL/twin.pdl") + "\"...\n"));
+    EXPECT_EQ(0, countInLog("twin.pdl.enc"));
+    EXPECT_EQ(full("PDL/twin.pdl"), g_lexFilePath.getString());
+    EXPECT_EQ(1, countInLog("Load OK"));
+    EXPECT_EQ(1, countInLog("  Unloading module 1.2.3 from file \"PDL/missing.pdl\"\n"));
+}
+
+TEST_F(ModuleLoadTest, SyntaxErrorFailsTheLoadAndKeepsWhatWasFilled)
+{
+    writeFile("config/PDL/bad.pdl", "\nwidget 1\n");
+    CerrCapture err;
+    ASSERT_FALSE(m_module->load(base(), "PDL/bad.pdl"));
+    EXPECT_EQ(full("PDL/bad.pdl") + "(2): syntax error, unexpected WIDGET, expecting end of file\n",
+              err.text());
+    EXPECT_EQ(1u, PDLParseInfo::m_errorCount);
+    EXPECT_EQ(0, countInLog("Load OK"));
+    EXPECT_TRUE(m_module->isLoaded());
+    EXPECT_TRUE(m_module->getSymbolTable()->hasVariable("conn_port"));
+
+    // The line count goes on from where the last parse ended.
+    CerrCapture again;
+    ASSERT_FALSE(m_module->load(base(), "PDL/bad.pdl"));
+    EXPECT_EQ(full("PDL/bad.pdl") + "(3): syntax error, unexpected WIDGET, expecting end of file\n",
+              again.text());
+}
+
+TEST_F(ModuleLoadTest, BindingFaultsFailACleanParse)
+{
+    writeFile("config/PDL/a.pdl", "");
+    m_module->addWidget(new PDLWidget(m_module.get(), "", 4, nullptr, nullptr));
+    std::vector<std::string> journal;
+    RecordingCommand* pCode = new RecordingCommand(&journal, "init");
+    m_module->addInitSection(new PDLInitSection(m_module.get(), nullptr, block({pCode})));
+    // A load that does not unload first binds what is already there.
+    ASSERT_FALSE(m_module->load(base(), "PDL/a.pdl"));
+    EXPECT_EQ(1, countInLog("m_pWidgetCode"));
+    EXPECT_EQ(1u, PDLParseInfo::m_errorCount);
+    EXPECT_EQ(1, pCode->m_bindings);
+    EXPECT_TRUE(journal.empty());
+
+    // init runs the init sections, and the INIT event reaches the widgets.
+    m_module->init();
+    EXPECT_EQ(std::vector<std::string>{"init"}, journal);
+}
+
+TEST_F(ModuleLoadTest, UnloadLogsEveryStepInOrderAndEmptiesTheTables)
+{
+    writeFile("config/PDL/a.pdl", "");
+    ASSERT_TRUE(m_module->load(base(), "PDL/a.pdl"));
+    std::vector<std::string> journal;
+    RecordingCommand* pCommand = new RecordingCommand(&journal, "x");
+    m_module->addCommand(3, pCommand);
+    m_module->addInitSection(new PDLInitSection(m_module.get(), nullptr, block({pCommand})));
+    m_module->addWidget(new PDLWidget(m_module.get(), "", 4, nullptr, block({})));
+    m_module->registerType(new PDLType("t", values({1})));
+    m_module->addVariableInFile("shared");
+
+    // A second load unloads first, with every line in order.
+    ASSERT_TRUE(m_module->load(base(), "PDL/a.pdl"));
+    std::vector<long> const at = positions(s_unloadLines);
+    for (size_t i = 0; i < at.size(); ++i)
+    {
+        EXPECT_NE(-1, at[i]) << s_unloadLines[i] << logText();
+    }
+    EXPECT_LT(at.back(), static_cast<long>(logText().rfind("Loading module")));
+    EXPECT_TRUE(m_module->getInitSections().empty());
+    EXPECT_TRUE(m_module->getWidgets().empty());
+    EXPECT_TRUE(m_module->getWidgetsByID().empty());
+    EXPECT_TRUE(m_module->getTypes().empty());
+    EXPECT_FALSE(m_module->hasVariableInFile("shared"));
+    // The old line's command is gone: a breakpoint there finds no code.
+    EXPECT_EQ(nullptr, m_module->getCommand(3));
+    CoutCapture out;
+    m_module->setBreakpoint(3);
+    EXPECT_EQ("Line (3) without code, breakpoint not possible!\n", out.text());
+
+    m_module->unload();
+    EXPECT_FALSE(m_module->isLoaded());
+    EXPECT_TRUE(m_module->getSymbolTable()->getVariables().empty());
+    EXPECT_EQ(2, countInLog("Unload OK"));
+}
+
+TEST_F(ModuleLoadTest, ReloadKeepsSharedScopesAndRebuildsTheModule)
+{
+    // reload of a module that never loaded does nothing at all.
+    m_module->reload();
+    EXPECT_EQ("", logText());
+    EXPECT_FALSE(m_module->isLoaded());
+
+    writeFile("config/PDL/a.pdl", "");
+    ASSERT_TRUE(m_module->load(base(), "PDL/a.pdl"));
+    g_pCurrentModule = m_module.get();
+    m_module->createVariables(eScopeGroup, "", makeProtos({proto("shared")}), false);
+    m_module->createVariables(eScopeModule, "", makeProtos({proto("mine")}), false);
+    ASSERT_TRUE(m_group->getSymbolTable()->hasVariable("shared"));
+    m_group->getSymbolTable()->getVariable("shared")->setValueInt(8);
+    m_module->getSymbolTable()->getVariable("mine")->setValueInt(9);
+    // The base is rebuilt from the full path: also a second reload finds the file.
+    for (int round = 1; round <= 2; ++round)
+    {
+        m_module->reload();
+        EXPECT_EQ(round, countInLog(s_unloadLines.front())) << logText();
+        EXPECT_EQ(round + 1, countInLog("from file \"" + full("PDL/a.pdl") + "\"..."));
+        EXPECT_EQ(8, m_group->getSymbolTable()->getVariable("shared")->getValue("", false).getInt());
+        EXPECT_FALSE(m_module->getSymbolTable()->hasVariable("mine"));
+        EXPECT_TRUE(m_module->getSymbolTable()->hasVariable("module_id"));
+        EXPECT_FALSE(m_module->hasVariableInFile("shared"));
+    }
+    EXPECT_EQ(3, countInLog("Load OK"));
+}
+
+TEST_F(ModuleLoadTest, IncludeOpensTheFileOrItsTwinAndNamesItRelativeToTheBase)
+{
+    writeFile("config/PDL/a.pdl", "");
+    writeFile("config/PDL/inc/b.pdl", "");
+    std::filesystem::create_directories(m_directory / "config" / "PDL" / "inc");
+    writeFile("config/PDL/inc/b.pdl", "");
+    writeFile("config/PDL/inc/c.pdl.enc", "");
+    ASSERT_TRUE(m_module->load(base(), "PDL/a.pdl"));
+
+    FILE* const pBefore = yyin;
+    m_module->include(rtk::Path(full("PDL/inc/b.pdl")));
+    ASSERT_NE(nullptr, yyin);
+    EXPECT_NE(pBefore, yyin);
+    std::fclose(yyin);
+    EXPECT_EQ(1, countInLog("    [Including file \"PDL/inc/b.pdl\"]...\n")) << logText();
+
+    m_module->include(rtk::Path(full("PDL/inc/c.pdl")));
+    ASSERT_NE(nullptr, yyin);
+    std::fclose(yyin);
+
+    m_module->include(rtk::Path(full("PDL/inc/none.pdl")));
+    EXPECT_EQ(nullptr, yyin);
+    // A path shorter than the base is shown whole.
+    m_module->include(rtk::Path("/x"));
+    EXPECT_EQ(nullptr, yyin);
+    EXPECT_EQ(1, countInLog("    [Including file \"/x\"]...\n")) << logText();
+}
