@@ -18,8 +18,8 @@ namespace
 class MultiWidget : public PDLWidget
 {
 public:
-    MultiWidget(PDLContext* pParent, std::initializer_list<uint32_t> ids, PDLCodeBlock* pCode = nullptr)
-        : PDLWidget(pParent, "", "", nullptr, pCode)
+    MultiWidget(PDLContext* pParent, std::initializer_list<uint32_t> ids, PDLCodeBlock* pCode = new PDLCodeBlock())
+        : PDLWidget(pParent, "", 1, nullptr, pCode)
     {
         m_widgetIDs.assign(ids.begin(), ids.end());
     }
@@ -29,7 +29,7 @@ class MultiSequence : public PDLSequence
 {
 public:
     MultiSequence(PDLContext* pParent, std::initializer_list<uint32_t> ids)
-        : PDLSequence(pParent, "", "", nullptr, nullptr, nullptr, nullptr)
+        : PDLSequence(pParent, "", 1, nullptr, new PDLConditionTrue(), nullptr, new PDLSequenceStateList())
     {
         m_widgetIDs.assign(ids.begin(), ids.end());
     }
