@@ -183,6 +183,25 @@ PDLProtoVariable* copyProto(PDLProtoVariable const* pProto)
                                 pProto->m_isReference, pProto->m_typeName, pProto->m_generateEvents);
 }
 
+// A mapped type. The module refuses a name it knows with its message but, unlike for a plain type,
+// leaves the names and rows to the caller: they are freed here then.
+void createMappedType(std::string const& name, std::vector<std::string>* pNames, PDLMappedValueList* pRows)
+{
+    if (g_pCurrentModule == nullptr)
+    {
+        delete pNames;
+        delete pRows;
+        return;
+    }
+    bool const taken = g_pCurrentModule->hasType(name);
+    g_pCurrentModule->createType(name, pNames, pRows);
+    if (taken)
+    {
+        delete pNames;
+        delete pRows;
+    }
+}
+
 // Hands a function to the module. The module refuses a second function of one name with its message
 // and neither keeps nor frees it: the refused one is freed here.
 void addFunction(PDLFunction* pFunction)
@@ -374,23 +393,12 @@ type_declaration
         }
     | type_name '(' identifier_list ')' '{' value_mapping_list '}'
         {
-            if (g_pCurrentModule != nullptr)
-            {
-                g_pCurrentModule->createType(*$1, $3, $6);
-            }
-            else
-            {
-                delete $3;
-                delete $6;
-            }
+            createMappedType(*$1, $3, $6);
             delete $1;
         }
     | type_name '(' identifier_list ')' '{' '}'
         {
-            if (g_pCurrentModule != nullptr)
-                g_pCurrentModule->createType(*$1, $3, new PDLMappedValueList());
-            else
-                delete $3;
+            createMappedType(*$1, $3, new PDLMappedValueList());
             delete $1;
         }
     ;
@@ -524,7 +532,10 @@ init_section
         {
             if (g_pCurrentModule != nullptr)
             {
+                // The section enters the locals into its table and keeps no pointer to the list: the
+                // list itself is freed here.
                 g_pCurrentModule->addInitSection(new PDLInitSection(g_pCurrentModule, $2, $4));
+                delete $2;
             }
             else
             {

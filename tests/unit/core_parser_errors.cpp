@@ -120,9 +120,14 @@ TEST_F(ParserTest, DeclarationErrorsAreCountedAndParsingGoesOn)
                                      "group $g\n"
                                      "@T {1}\n"
                                      "@T {2}\n"
-                                     "module $d\n");
+                                     "module $d\n"
+                                     "@M (a) { 1 (x) }\n"
+                                     "@M (a) { 2 (y) }\n");
     EXPECT_EQ(0, result.code);
-    EXPECT_EQ(4u, result.errors) << logText();
+    EXPECT_EQ(5u, result.errors) << logText();
+    EXPECT_EQ(1, countInLog("type 'M' was already declared"));
+    ASSERT_NE(nullptr, m_pModule->getType("M"));
+    EXPECT_EQ("x", m_pModule->getType("M")->getMappedValue(PDLVariant(1), "a").getString());
     EXPECT_EQ(1, countInLog("unknown type 'Missing'"));
     EXPECT_EQ(1, countInLog("variable 'b' was already declared"));
     EXPECT_EQ(1, countInLog("variable 'g' was already declared"));
@@ -134,6 +139,50 @@ TEST_F(ParserTest, DeclarationErrorsAreCountedAndParsingGoesOn)
     EXPECT_FALSE(pTable->hasVariable("c"));
     EXPECT_TRUE(pTable->hasVariable("d"));
     EXPECT_TRUE(m_pGroup->getSymbolTable()->hasVariable("g"));
+}
+
+TEST_F(ParserTest, EveryTruncationEndsCleanlyOrAtOneSyntaxError)
+{
+    // Cut after every byte, a module stops with its values half built on the parser's stack: each cut
+    // either parses or gives exactly one syntax error, its last report, and frees what it discarded
+    // (the sanitizer build checks the freeing).
+    std::string const source =
+        "@T (c) { 1 (a.b, \"x\"), 2 (c, 3) }\n"
+        "module @T $a, $b[] noevents, &s\n"
+        "extern a.b @T $e, $e::f\n"
+        "function fn(ref $p, &q) local $l\n"
+        "  if not $p = 1 and &q <> {1, 2} then $l := strlen $p append \"x\" + 2\n"
+        "  elsif $p <- @T then call a.(b)(x = 1 y = 2) else fn($a, @T) end if\n"
+        "  foreach $l in $b[] event (a.b, c) $b[$l]++ end event end foreach\n"
+        "end function\n"
+        "widget $w <- @T event () set(x) $(T.c) connect(y, $b[]) $a.b end event end widget\n"
+        "sequence $s = 1 startevent(a, b) when $a > 1 local $k\n"
+        "  S: event (widget[$a].x, widget[{1}].y, e) trigger(widget[1].z) goto S end event\n"
+        "end sequence\n"
+        "init while isvalid($a) $a := scale($a, $b[]) end while end init\n";
+    ASSERT_EQ(0, parse(source).code);
+    for (size_t cut = 0; cut < source.size(); ++cut)
+    {
+        std::string const prefix = source.substr(0, cut);
+        ParseResult const result = parse(prefix);
+        if (result.code == 0)
+        {
+            EXPECT_TRUE(flag_stack.empty()) << prefix;
+            for (std::string const& message : result.messages)
+            {
+                EXPECT_EQ(std::string::npos, message.find("syntax error")) << prefix;
+            }
+            continue;
+        }
+        EXPECT_EQ(1, result.code) << prefix;
+        ASSERT_FALSE(result.messages.empty()) << prefix;
+        // A cut word may read as another token: the error need not be at the end of the input.
+        EXPECT_NE(std::string::npos, result.messages.back().find("syntax error, unexpected ")) << prefix;
+        for (size_t i = 0; i + 1 < result.messages.size(); ++i)
+        {
+            EXPECT_EQ(std::string::npos, result.messages[i].find("syntax error")) << prefix;
+        }
+    }
 }
 
 TEST_F(ParserTest, EmptySourcePathCountsWithoutWriting)
