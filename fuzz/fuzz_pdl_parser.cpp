@@ -1,7 +1,8 @@
 // Fuzz target: the input bytes as a module's PDL source, run through the whole grammar with the set-up
-// a module load gives it: the interpreter mutex held, the module being loaded in g_pCurrentModule below
-// a global, a workplace and a group scope, the persistent store present, the scanner flushed, the
-// error count at 0, the block words cleared, the source's path current. Parser messages are swallowed.
+// a module load gives it: the log present, the interpreter mutex held, the module being loaded in
+// g_pCurrentModule below a global, a workplace and a group scope, the persistent store present, the
+// scanner flushed, the error count at 0, the block words cleared, the source's path current. Parser
+// messages are swallowed.
 //
 // The grammar reaches everything it builds through g_pCurrentModule; module and scopes are made fresh
 // for each run and deleted afterwards, so every declaration, function, widget and sequence the input
@@ -18,6 +19,8 @@
 #include "pdlpersistentvarmanager.h"
 #include "pdlscanner.h"
 #include "pdlsymboltable.h"
+
+#include "rtk/log.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -44,6 +47,12 @@ private:
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     pdlfuzz::initialise();
+    // Semantic errors of the actions are reported through the log, which writes to the silenced
+    // standard error stream.
+    if (!rtk::LogManager::hasInstance())
+    {
+        rtk::LogManager::createInstance();
+    }
     if (!PDLPersistentVarManager::hasInstance())
     {
         PDLPersistentVarManager::createInstance();

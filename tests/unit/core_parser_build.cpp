@@ -303,6 +303,23 @@ TEST_F(ParserBuildTest, BuiltCodeReportsTheLineOfItsFirstToken)
     EXPECT_NE(std::string::npos, log.find("undeclared")) << log;
 }
 
+TEST_F(ParserBuildTest, RunTimeErrorReportsTheLineWhereItsConstructBegan)
+{
+    // The operands are reduced when the token after them, two lines further down, is already read:
+    // the position is the operand's own line all the same.
+    runInit("module $x\n"
+            "init\n"
+            "  $x :=\n"
+            "    10 / 0\n"
+            "\n"
+            "end init\n");
+    std::string const log = logText();
+    size_t const report = log.find("Math calculation error !");
+    ASSERT_NE(std::string::npos, report) << log;
+    EXPECT_NE(std::string::npos, log.rfind(m_sourcePath + "(4): ", report)) << log;
+    EXPECT_EQ(std::string::npos, log.find(m_sourcePath + "(6): ")) << log;
+}
+
 TEST_F(ParserBuildTest, DuplicateFunctionIsReportedAndFreed)
 {
     ParseResult const result = parse("function f() print 1 end function\n"
