@@ -64,7 +64,7 @@ protected:
 
 TEST_F(ParserBuildTest, SmallModuleBuildsEachItem)
 {
-    ParseResult const result = parse(s_smallModule);
+    ParseResult const result = parseIgnoringLeaks(s_smallModule);
     EXPECT_EQ(0, result.code);
     EXPECT_EQ(0u, result.errors) << joinLines(result.messages) << logText();
 
@@ -339,7 +339,8 @@ TEST_F(ParserBuildTest, EveryStatementFormParses)
               "module $a, $b[], &s, $arr[], $sc[]\n"
               "extern a.b.c @T $x, $y::z\n"
               "extern q $e\n"
-              "function fn(ref $p, $q[] noevents, &r) local @T $l, &ls local $m[]\n"
+              "init local @T $l, &ls local $m[] end init\n"
+              "function fn(ref $p, $q[] noevents, &r)\n"
               "  dump $a dump &s dump @T dump $b[] dump {1, 2} dump {}\n"
               "  print 1, 2.5, \"t\", a.$a.(\"x\" append 1) println get a.b\n"
               "  $a := $(widget[1].value) $b[1] := $(T.col) $a := $(arr[1].col) $a := $(widget[$a].v)\n"
@@ -354,7 +355,7 @@ TEST_F(ParserBuildTest, EveryStatementFormParses)
               "  if $a <- @T then exit end if\n"
               "  event (a.b, c, (\"d\")) end event event () end event\n"
               "end function\n"
-              "sequence $s2 = 5 startevent(a) local $k\n"
+              "sequence $s2 = 5 startevent(a)\n"
               "  S1: event (widget[1].press, widget[@T].x, widget[$b[]].y, widget[{1,2}].z, a.b) goto S2 end "
               "event\n"
               "      event () end event\n"
