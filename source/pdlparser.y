@@ -532,10 +532,8 @@ init_section
         {
             if (g_pCurrentModule != nullptr)
             {
-                // The section enters the locals into its table and keeps no pointer to the list: the
-                // list itself is freed here.
+                // The section enters the locals into its table and frees the list that carried them.
                 g_pCurrentModule->addInitSection(new PDLInitSection(g_pCurrentModule, $2, $4));
-                delete $2;
             }
             else
             {

@@ -135,21 +135,21 @@ TEST_F(ModuleLoadTest, MissingFileFailsAndTheEncTwinIsTaken)
 
 TEST_F(ModuleLoadTest, SyntaxErrorFailsTheLoadAndKeepsWhatWasFilled)
 {
-    writeFile("config/PDL/bad.pdl", "\nwidget 1\n");
+    writeFile("config/PDL/bad.pdl", "@T { 1 }\nwidget 1\n");
     CerrCapture err;
     ASSERT_FALSE(m_module->load(base(), "PDL/bad.pdl"));
-    EXPECT_EQ(full("PDL/bad.pdl") + "(2): syntax error, unexpected WIDGET, expecting end of file\n",
-              err.text());
+    EXPECT_EQ(full("PDL/bad.pdl") + "(2): syntax error, unexpected NUMBER, expecting '$'\n", err.text());
     EXPECT_EQ(1u, PDLParseInfo::m_errorCount);
     EXPECT_EQ(0, countInLog("Load OK"));
     EXPECT_TRUE(m_module->isLoaded());
     EXPECT_TRUE(m_module->getSymbolTable()->hasVariable("conn_port"));
+    // The type before the faulty item took effect and stays.
+    EXPECT_TRUE(m_module->hasType("T"));
 
     // The line count goes on from where the last parse ended.
     CerrCapture again;
     ASSERT_FALSE(m_module->load(base(), "PDL/bad.pdl"));
-    EXPECT_EQ(full("PDL/bad.pdl") + "(3): syntax error, unexpected WIDGET, expecting end of file\n",
-              again.text());
+    EXPECT_EQ(full("PDL/bad.pdl") + "(3): syntax error, unexpected NUMBER, expecting '$'\n", again.text());
 }
 
 TEST_F(ModuleLoadTest, BindingFaultsFailACleanParse)

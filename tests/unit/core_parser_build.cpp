@@ -64,7 +64,7 @@ protected:
 
 TEST_F(ParserBuildTest, SmallModuleBuildsEachItem)
 {
-    ParseResult const result = parseIgnoringLeaks(s_smallModule);
+    ParseResult const result = parse(s_smallModule);
     EXPECT_EQ(0, result.code);
     EXPECT_EQ(0u, result.errors) << joinLines(result.messages) << logText();
 

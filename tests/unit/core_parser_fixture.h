@@ -16,9 +16,6 @@
 
 #include <cstdio>
 #include <memory>
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
 #include <sstream>
 #include <string>
 #include <vector>
@@ -118,17 +115,6 @@ protected:
         }
         closeSource();
         return result;
-    }
-
-    // A parse whose allocations the leak check of the sanitizer build ignores. Widgets, functions and
-    // sequences do not yet enter their locals into their tables, so those variables are lost with
-    // them; only the parse of the text that needs such locals uses this.
-    ParseResult parseIgnoringLeaks(std::string const& text)
-    {
-#if defined(__SANITIZE_ADDRESS__)
-        __lsan::ScopedDisabler disabler;
-#endif
-        return parse(text);
     }
 
     // A message as the parser writes it for a line of the test source.
