@@ -546,18 +546,66 @@ void PDLModule::addFunction(PDLFunction* pFunction)
     }
 }
 
-void PDLModule::createExternVariables(std::string const& /*fid*/, std::string const& /*typeName*/,
+namespace
+{
+void deleteProtos(PDLProtoVarVector* pProtos, size_t from)
+{
+    for (size_t i = from; i < pProtos->size(); ++i)
+    {
+        delete (*pProtos)[i];
+    }
+    delete pProtos;
+}
+} // namespace
+
+void PDLModule::createExternVariables(std::string const& fid, std::string const& typeName,
                                       PDLProtoVarVector* pProtos)
 {
-    // Minimal form until extern variables exist: the declaration is consumed without effect.
-    if (pProtos != nullptr)
+    if (pProtos == nullptr)
     {
-        for (PDLProtoVariable* pProto : *pProtos)
-        {
-            delete pProto;
-        }
-        delete pProtos;
+        return;
     }
+    if (!typeName.empty() && !hasType(typeName))
+    {
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "unknown type '" + typeName + "'", __FILE__,
+                               __LINE__);
+        deleteProtos(pProtos, 0);
+        return;
+    }
+    for (size_t i = 0; i < pProtos->size(); ++i)
+    {
+        PDLProtoVariable* pProto = (*pProtos)[i];
+        if (pProto == nullptr)
+        {
+            continue;
+        }
+        if (getSymbolTable()->hasVariable(pProto->m_name))
+        {
+            // Stops at this declaration; the rest of the list is dropped.
+            PDLRunTimeInfo::report(rtk::LogOutput::eLevelError,
+                                   "variable '" + pProto->m_name + "' was already declared", __FILE__,
+                                   __LINE__);
+            deleteProtos(pProtos, i);
+            return;
+        }
+        if (pProto->m_isArray || pProto->m_isSet)
+        {
+            PDLRunTimeInfo::report(rtk::LogOutput::eLevelFatal,
+                                   "extern variables can only be simple variables", __FILE__, __LINE__);
+            delete pProto;
+            continue;
+        }
+        // `$a::b`: the prototype's type slot names the extern variable b is nested in.
+        PDLVariableExtern* pParent = nullptr;
+        if (!pProto->m_typeName.empty())
+        {
+            pParent = dynamic_cast<PDLVariableExtern*>(getVariable(pProto->m_typeName, false, false));
+        }
+        getSymbolTable()->registerVariable(
+            new PDLVariableExtern(this, fid, typeName, pProto->m_name, pParent));
+        delete pProto;
+    }
+    delete pProtos;
 }
 
 PDLFunction* PDLModule::getFunction(std::string const& name) const

@@ -18,7 +18,8 @@ namespace
 class MultiWidget : public PDLWidget
 {
 public:
-    MultiWidget(PDLContext* pParent, std::initializer_list<uint32_t> ids, PDLCodeBlock* pCode = new PDLCodeBlock())
+    MultiWidget(PDLContext* pParent, std::initializer_list<uint32_t> ids,
+                PDLCodeBlock* pCode = new PDLCodeBlock())
         : PDLWidget(pParent, "", 1, nullptr, pCode)
     {
         m_widgetIDs.assign(ids.begin(), ids.end());
@@ -224,4 +225,48 @@ TEST_F(ModuleTableTest, ReleasedVariablesLeaveTheEnginesChangeList)
     ASSERT_EQ(1u, list.size());
     EXPECT_EQ(pElsewhere, list.front());
     PDLInterpreter::mutexGive();
+}
+
+TEST_F(ModuleTableTest, ExternDeclarationsCreateLinkedVariablesAndStopAtARepeatedName)
+{
+    m_module.registerType(new PDLType("Slot", values({1, 2})));
+    m_module.getSymbolTable()->registerVariable(
+        new PDLVariableSimple(eScopeModule, "", "plain", true, false, false, false));
+
+    // An unknown type creates nothing.
+    uint32_t errors = PDLParseInfo::m_errorCount;
+    m_module.createExternVariables("CAM", "Nope", makeProtos({proto("a")}));
+    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
+    EXPECT_EQ(1, countInLog("unknown type 'Nope'"));
+    EXPECT_FALSE(m_module.getSymbolTable()->hasVariable("a"));
+
+    // `$a::b` links b to a when a is extern, and `$plain::c` leaves c unlinked.
+    PDLProtoVariable* pNested = new PDLProtoVariable("b", false, false, nullptr, false, "a", true);
+    PDLProtoVariable* pUnlinked = new PDLProtoVariable("c", false, false, nullptr, false, "plain", true);
+    m_module.createExternVariables("CAM", "Slot", makeProtos({proto("a"), pNested, pUnlinked}));
+    auto* pA = dynamic_cast<PDLVariableExtern*>(m_module.getSymbolTable()->getVariable("a"));
+    auto* pB = dynamic_cast<PDLVariableExtern*>(m_module.getSymbolTable()->getVariable("b"));
+    auto* pC = dynamic_cast<PDLVariableExtern*>(m_module.getSymbolTable()->getVariable("c"));
+    ASSERT_NE(nullptr, pA);
+    ASSERT_NE(nullptr, pB);
+    ASSERT_NE(nullptr, pC);
+    EXPECT_EQ("CAM", pA->getDelegationTypeName());
+    EXPECT_EQ("Slot", pA->getTypeName());
+    EXPECT_EQ(nullptr, pA->getParent());
+    EXPECT_EQ(pA, pB->getParent());
+    EXPECT_EQ(nullptr, pC->getParent());
+
+    // A name already in the module stops the declaration there: what follows it is dropped.
+    errors = PDLParseInfo::m_errorCount;
+    m_module.createExternVariables("CAM", "", makeProtos({proto("d"), proto("plain"), proto("e")}));
+    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
+    EXPECT_EQ(1, countInLog("variable 'plain' was already declared"));
+    EXPECT_TRUE(m_module.getSymbolTable()->hasVariable("d"));
+    EXPECT_FALSE(m_module.getSymbolTable()->hasVariable("e"));
+
+    // Only simple variables can be extern; the others are refused one by one.
+    m_module.createExternVariables("CAM", "", makeProtos({proto("f", true), proto("g")}));
+    EXPECT_EQ(1, countInLog("extern variables can only be simple variables"));
+    EXPECT_FALSE(m_module.getSymbolTable()->hasVariable("f"));
+    EXPECT_TRUE(m_module.getSymbolTable()->hasVariable("g"));
 }
