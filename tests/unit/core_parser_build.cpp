@@ -337,7 +337,7 @@ TEST_F(ParserBuildTest, EveryStatementFormParses)
     ParseResult const result =
         parse("@T (col) { 1 (a) }\n"
               "module $a, $b[], &s, $arr[], $sc[]\n"
-              "extern a.b.c @T $x, $y::z\n"
+              "extern a.b.c @T $x, $x::z\n"
               "extern q $e\n"
               "init local @T $l, &ls local $m[] end init\n"
               "function fn(ref $p, $q[] noevents, &r)\n"
