@@ -53,6 +53,7 @@ std::string generateModule(int wantedLines, int& lines)
     line("@Keys (fid, label) { 1 (panel.key.one, \"one\"), 2 (panel.key.two, \"two\") }");
     line("module @Mode $mode, $count, $text, $table[], &seen");
     line("module $tmp, $arg, $res, $pressed");
+    line("module @Keys $key");
     line("group $shared noevents");
     for (int block = 0; lines < wantedLines; ++block)
     {
@@ -71,7 +72,7 @@ std::string generateModule(int wantedLines, int& lines)
             line("  end if");
             line("  while $tmp > 0");
             line("    $tmp--");
-            line("    $table[$tmp] := $(Keys.label) append $tmp");
+            line("    $table[$tmp] := $(key.label) append $tmp");
             line("  end while");
             line("end function");
             break;
