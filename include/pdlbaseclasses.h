@@ -96,6 +96,16 @@ private:
     PDLObject& operator=(PDLObject const&) = delete;
 };
 
+// Hands the context to a child node or list that may be absent.
+template <class T>
+void bindToContext(T* pChild, PDLContext* pContext, bool noEventRegistration)
+{
+    if (pChild != nullptr)
+    {
+        pChild->setContext(pContext, noEventRegistration);
+    }
+}
+
 // A node that runs. execute() is the only way to run one; it holds the debugger's stop.
 class PDLCommand : public PDLObject
 {

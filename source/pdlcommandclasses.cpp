@@ -14,15 +14,6 @@ void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const
     PDLRunTimeInfo::report(level, text, file, line);
 }
 
-template <class T>
-void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
-{
-    if (pChild != nullptr)
-    {
-        pChild->setContext(pContext, noEventRegistration);
-    }
-}
-
 void setCurrent(PDLObject* pObject)
 {
     PDLRunTimeInfo::s_pCurrentObject = pObject;
@@ -118,9 +109,9 @@ void PDLCommandIf::onContextSet()
 {
     PDL_CHECK(m_pCondition);
     PDL_CHECK(m_pIfCode);
-    bind(m_pCondition, m_pContext, m_noEventRegistration);
-    bind(m_pIfCode, m_pContext, m_noEventRegistration);
-    bind(m_pElseCode, m_pContext, m_noEventRegistration);
+    bindToContext(m_pCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pIfCode, m_pContext, m_noEventRegistration);
+    bindToContext(m_pElseCode, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandIf::onExecute()
@@ -152,8 +143,8 @@ void PDLCommandWhile::onContextSet()
 {
     PDL_CHECK(m_pCondition);
     PDL_CHECK(m_pCode);
-    bind(m_pCondition, m_pContext, m_noEventRegistration);
-    bind(m_pCode, m_pContext, m_noEventRegistration);
+    bindToContext(m_pCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pCode, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandWhile::onExecute()
@@ -190,8 +181,8 @@ void PDLCommandForEach::onContextSet()
     PDL_CHECK(m_pCode);
     // The loop variable must be declared in the code's own scope.
     m_pVariable = getLocalVariable(m_variableName);
-    bind(m_pSet, m_pContext, m_noEventRegistration);
-    bind(m_pCode, m_pContext, m_noEventRegistration);
+    bindToContext(m_pSet, m_pContext, m_noEventRegistration);
+    bindToContext(m_pCode, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandForEach::onExecute()
@@ -236,8 +227,8 @@ void PDLCommandEvent::onContextSet()
     PDL_CHECK(m_pCondition);
     PDL_CHECK(m_pCodeBlock);
     // Reads in the condition wake the owner; reads in the handler's body never do.
-    bind(m_pCondition, m_pContext, m_noEventRegistration);
-    bind(m_pCodeBlock, m_pContext, true);
+    bindToContext(m_pCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pCodeBlock, m_pContext, true);
 }
 
 bool PDLCommandEvent::onExecute()
@@ -275,12 +266,12 @@ void PDLCommandAssign::onContextSet()
     if (m_pProtoVariable != nullptr)
     {
         // The index is read like any value: its variables wake the owner.
-        bind(m_pProtoVariable->m_pIndex, m_pContext, false);
+        bindToContext(m_pProtoVariable->m_pIndex, m_pContext, false);
         // Writing a variable does not register for its changes. An unknown name is reported by the
         // context.
         m_pVariable = getVariable(m_pProtoVariable->m_name, false);
     }
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
     if (m_pVariable != nullptr && m_pVariable->isReadOnly())
     {
         report(rtk::LogOutput::eLevelError, "cannot assign to read-only variable", __FILE__, __LINE__);
@@ -325,7 +316,7 @@ void PDLCommandAssignSlot::onContextSet()
     PDL_CHECK(m_pExpression);
     if (m_pProtoVariable != nullptr)
     {
-        bind(m_pProtoVariable->m_pIndex, m_pContext, false);
+        bindToContext(m_pProtoVariable->m_pIndex, m_pContext, false);
         // An unknown name is reported by the context.
         PDLVariable* pVariable = getVariable(m_pProtoVariable->m_name, false);
         m_pVariable = dynamic_cast<PDLVariableExtern*>(pVariable);
@@ -339,7 +330,7 @@ void PDLCommandAssignSlot::onContextSet()
             report(rtk::LogOutput::eLevelError, "extern variables can not be indexed", __FILE__, __LINE__);
         }
     }
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandAssignSlot::onExecute()
@@ -375,7 +366,7 @@ void PDLCommandSetAssign::onContextSet()
     {
         m_pVariable = getVariable(m_pProtoVariable->m_name, false);
     }
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandSetAssign::onExecute()
@@ -418,7 +409,7 @@ void PDLCommandSetChange::onContextSet()
     {
         m_pVariable = getVariable(m_pProtoVariable->m_name, false);
     }
-    bind(m_pSet, m_pContext, m_noEventRegistration);
+    bindToContext(m_pSet, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandSetChange::onExecute()
@@ -472,7 +463,7 @@ PDLCommandPrint::~PDLCommandPrint()
 
 void PDLCommandPrint::onContextSet()
 {
-    bind(m_pExpressions, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpressions, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandPrint::onExecute()
@@ -505,7 +496,7 @@ PDLCommandDump::~PDLCommandDump()
 void PDLCommandDump::onContextSet()
 {
     PDL_CHECK(m_pObject);
-    bind(m_pObject, m_pContext, m_noEventRegistration);
+    bindToContext(m_pObject, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandDump::onExecute()
@@ -530,7 +521,7 @@ void PDLCommandDelay::onContextSet()
 {
     PDL_CHECK(m_pExpression);
     PDL_CHECK(m_pContext);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandDelay::onExecute()
@@ -558,7 +549,7 @@ PDLCommandUnfold::~PDLCommandUnfold()
 void PDLCommandUnfold::onContextSet()
 {
     PDL_CHECK(m_pFunctionId);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandUnfold::onExecute()

@@ -18,15 +18,6 @@ bool isInvalid(PDLVariant const& value)
     return value.getKind() == PDLVariant::eInvalid;
 }
 
-template <class T>
-void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
-{
-    if (pChild != nullptr)
-    {
-        pChild->setContext(pContext, noEventRegistration);
-    }
-}
-
 void setCurrent(PDLCondition const* pCondition)
 {
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLCondition*>(pCondition);
@@ -67,8 +58,8 @@ void PDLConditionAnd::onContextSet()
 {
     PDL_CHECK(m_pLeftCondition);
     PDL_CHECK(m_pRightCondition);
-    bind(m_pLeftCondition, m_pContext, m_noEventRegistration);
-    bind(m_pRightCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightCondition, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionAnd::evaluate() const
@@ -99,8 +90,8 @@ void PDLConditionOr::onContextSet()
 {
     PDL_CHECK(m_pLeftCondition);
     PDL_CHECK(m_pRightCondition);
-    bind(m_pLeftCondition, m_pContext, m_noEventRegistration);
-    bind(m_pRightCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftCondition, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightCondition, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionOr::evaluate() const
@@ -158,8 +149,8 @@ void PDLConditionEq::onContextSet()
 {
     PDL_CHECK(m_pLeftExpression);
     PDL_CHECK(m_pRightExpression);
-    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
-    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionEq::evaluate() const
@@ -190,8 +181,8 @@ void PDLConditionNEq::onContextSet()
 {
     PDL_CHECK(m_pLeftExpression);
     PDL_CHECK(m_pRightExpression);
-    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
-    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionNEq::evaluate() const
@@ -222,8 +213,8 @@ void PDLConditionNumCompare::onContextSet()
 {
     PDL_CHECK(m_pLeftExpression);
     PDL_CHECK(m_pRightExpression);
-    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
-    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionNumCompare::evaluate() const
@@ -280,8 +271,8 @@ void PDLConditionIn::onContextSet()
 {
     PDL_CHECK(m_pExpression);
     PDL_CHECK(m_pSet);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
-    bind(m_pSet, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pSet, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionIn::evaluate() const
@@ -309,8 +300,8 @@ void PDLConditionSetEq::onContextSet()
 {
     PDL_CHECK(m_pLeftSetExp);
     PDL_CHECK(m_pRightSetExp);
-    bind(m_pLeftSetExp, m_pContext, m_noEventRegistration);
-    bind(m_pRightSetExp, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftSetExp, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightSetExp, m_pContext, m_noEventRegistration);
 }
 
 bool PDLConditionSetEq::evaluate() const

@@ -32,15 +32,6 @@ bool isInvalid(PDLVariant const& value)
     return value.getKind() == PDLVariant::eInvalid;
 }
 
-template <class T>
-void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
-{
-    if (pChild != nullptr)
-    {
-        pChild->setContext(pContext, noEventRegistration);
-    }
-}
-
 // 32-bit two's complement arithmetic without undefined overflow.
 int32_t wrap(uint32_t value)
 {
@@ -99,7 +90,7 @@ void PDLExpressionList::setContext(PDLContext* pContext, bool noEventRegistratio
 {
     for (PDLExpression* pExpression : *this)
     {
-        bind(pExpression, pContext, noEventRegistration);
+        bindToContext(pExpression, pContext, noEventRegistration);
     }
 }
 
@@ -155,7 +146,7 @@ void PDLArgumentList::setContext(PDLContext* pContext, bool noEventRegistration)
 {
     for (PDLBaseExpression* pExpression : *this)
     {
-        bind(pExpression, pContext, noEventRegistration);
+        bindToContext(pExpression, pContext, noEventRegistration);
     }
 }
 
@@ -220,9 +211,9 @@ void PDLExpressionVariable::onContextSet()
         return;
     }
     // An index registers for changes even inside a handler body.
-    bind(m_pProtoVariable->m_pIndex, m_pContext, false);
+    bindToContext(m_pProtoVariable->m_pIndex, m_pContext, false);
     m_pVariable = getVariable(m_pProtoVariable->m_name, true);
-    bind(m_pMappingExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pMappingExpression, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
@@ -378,7 +369,7 @@ PDLExpressionWidgetRef::~PDLExpressionWidgetRef()
 
 void PDLExpressionWidgetRef::onContextSet()
 {
-    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pWidgetId, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionWidgetRef::evaluate(bool warnInvalid) const
@@ -427,8 +418,8 @@ void PDLExpressionAppend::onContextSet()
 {
     PDL_CHECK(m_pLeftExpression);
     PDL_CHECK(m_pRightExpression);
-    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
-    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightExpression, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionAppend::evaluate(bool warnInvalid) const
@@ -463,8 +454,8 @@ void PDLExpressionSubExp::onContextSet()
 {
     PDL_CHECK(m_pSourceExpression);
     PDL_CHECK(m_pLengthExpression);
-    bind(m_pSourceExpression, m_pContext, m_noEventRegistration);
-    bind(m_pLengthExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pSourceExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLengthExpression, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionSubExp::evaluate(bool warnInvalid) const
@@ -549,8 +540,8 @@ void PDLExpressionStrCmp::onContextSet()
 {
     PDL_CHECK(m_pExpressionLeft);
     PDL_CHECK(m_pExpressionRight);
-    bind(m_pExpressionLeft, m_pContext, m_noEventRegistration);
-    bind(m_pExpressionRight, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpressionLeft, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpressionRight, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionStrCmp::evaluate(bool warnInvalid) const
@@ -588,8 +579,8 @@ void PDLExpressionMathOperator::onContextSet()
 {
     PDL_CHECK(m_pLeftExpression);
     PDL_CHECK(m_pRightExpression);
-    bind(m_pLeftExpression, m_pContext, m_noEventRegistration);
-    bind(m_pRightExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pLeftExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pRightExpression, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionMathOperator::evaluate(bool warnInvalid) const
@@ -726,7 +717,7 @@ void PDLExpressionScale::onContextSet()
 {
     PDL_CHECK(m_pExpression);
     m_pVariable = getVariable(m_variableName, true);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLExpressionScale::evaluate(bool warnInvalid) const
@@ -883,7 +874,7 @@ void PDLSetExpVariable::onContextSet()
     {
         m_pVariable = getVariable(m_pProtoVariable->m_name, true);
     }
-    bind(m_pMappingExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pMappingExpression, m_pContext, m_noEventRegistration);
 }
 
 PDLVariableDescription PDLSetExpVariable::getExpressionVariable() const

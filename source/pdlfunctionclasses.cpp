@@ -15,15 +15,6 @@ void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const
     PDLRunTimeInfo::report(level, text, file, line);
 }
 
-template <class T>
-void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
-{
-    if (pChild != nullptr)
-    {
-        pChild->setContext(pContext, noEventRegistration);
-    }
-}
-
 // The caller's widget number with the module position of the context in the upper bits.
 uint32_t composeWidgetID(PDLContext const& context)
 {
@@ -185,7 +176,7 @@ void PDLCommandFunctionCall::onContextSet()
 {
     m_pFunction = nullptr;
     PDL_CHECK(m_pContext);
-    bind(m_pArguments, m_pContext, m_noEventRegistration);
+    bindToContext(m_pArguments, m_pContext, m_noEventRegistration);
     if (m_pContext == nullptr)
     {
         return;
@@ -371,8 +362,8 @@ PDLParameter::~PDLParameter()
 
 void PDLParameter::onContextSet()
 {
-    bind(m_pName, m_pContext, m_noEventRegistration);
-    bind(m_pValue, m_pContext, m_noEventRegistration);
+    bindToContext(m_pName, m_pContext, m_noEventRegistration);
+    bindToContext(m_pValue, m_pContext, m_noEventRegistration);
 }
 
 PDLVariant PDLParameter::getName() const
@@ -407,7 +398,7 @@ void PDLParameterList::setContext(PDLContext* pContext, bool noEventRegistration
 {
     for (PDLParameter* pParameter : *this)
     {
-        bind(pParameter, pContext, noEventRegistration);
+        bindToContext(pParameter, pContext, noEventRegistration);
     }
 }
 
@@ -427,8 +418,8 @@ void PDLCommandCall::onContextSet()
     PDL_CHECK(m_pFunctionId);
     PDL_CHECK(m_pParameters);
     PDL_CHECK(m_pContext);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
-    bind(m_pParameters, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pParameters, m_pContext, m_noEventRegistration);
     m_pFIDReceiver = m_pContext != nullptr ? m_pContext->getFunctionIDInterface() : nullptr;
 }
 

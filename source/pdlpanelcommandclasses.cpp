@@ -10,14 +10,6 @@
 
 namespace
 {
-template <class T>
-void bind(T* pChild, PDLContext* pContext, bool noEventRegistration)
-{
-    if (pChild != nullptr)
-    {
-        pChild->setContext(pContext, noEventRegistration);
-    }
-}
 
 bool isInvalid(PDLVariant const& value)
 {
@@ -91,8 +83,8 @@ void PDLCommandConnect::onContextSet()
 {
     PDL_CHECK(m_pContext);
     PDL_CHECK(m_pFunctionId);
-    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandConnect::onExecute()
@@ -202,8 +194,8 @@ void PDLCommandSetAttribute::onContextSet()
 {
     PDL_CHECK(m_pContext);
     PDL_CHECK(m_pExpression);
-    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandSetAttribute::onExecute()
@@ -250,8 +242,8 @@ PDLCommandTrigger::~PDLCommandTrigger()
 void PDLCommandTrigger::onContextSet()
 {
     PDL_CHECK(m_pContext);
-    bind(m_pWidgetId, m_pContext, m_noEventRegistration);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pWidgetId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandTrigger::onExecute()
@@ -299,8 +291,8 @@ void PDLCommandSetState::onContextSet()
     PDL_CHECK(m_pContext);
     PDL_CHECK(m_pFunctionId);
     PDL_CHECK(m_pExpression);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandSetState::onExecute()
@@ -336,8 +328,8 @@ void PDLCommandSendEvent::onContextSet()
 {
     PDL_CHECK(m_pContext);
     PDL_CHECK(m_pFunctionId);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
-    bind(m_pExpression, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pExpression, m_pContext, m_noEventRegistration);
 }
 
 bool PDLCommandSendEvent::onExecute()
@@ -371,7 +363,7 @@ void PDLCommandSubscribe::onContextSet()
 {
     PDL_CHECK(m_pContext);
     PDL_CHECK(m_pFunctionId);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
     m_pFIDReceiver = m_pContext != nullptr ? m_pContext->getFunctionIDInterface() : nullptr;
 }
 
@@ -404,7 +396,7 @@ void PDLCommandGetScale::onContextSet()
 {
     PDL_CHECK(m_pContext);
     PDL_CHECK(m_pFunctionId);
-    bind(m_pFunctionId, m_pContext, m_noEventRegistration);
+    bindToContext(m_pFunctionId, m_pContext, m_noEventRegistration);
     // An unknown name is reported by the lookup ("undeclared variable ").
     m_pVariable = getVariable(m_variableName, false);
 }
