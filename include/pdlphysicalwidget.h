@@ -49,6 +49,9 @@ public:
     std::string getConnection(std::string const& attribute) const;
 
     UniqueWidgetID const& getID() const { return m_id; }
+    // Records the press state from a hardware event name: "DOWN" and "DPOP" press, "UP" releases,
+    // every other name changes nothing.
+    void sendEvent(std::string const& event);
     // True between a press and its release, as the hardware reported them.
     bool isPressed() const { return m_pressed; }
 

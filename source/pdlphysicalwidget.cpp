@@ -190,3 +190,15 @@ void PDLPhysicalWidgetManager::deinit()
         }
     }
 }
+
+void PDLPhysicalWidget::sendEvent(std::string const& event)
+{
+    if (event == "DOWN" || event == "DPOP")
+    {
+        m_pressed = true;
+    }
+    else if (event == "UP")
+    {
+        m_pressed = false;
+    }
+}
