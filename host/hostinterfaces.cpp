@@ -22,19 +22,6 @@ bool HostFunctionID::callFunctionID(std::string const& fid, FIDParameterList con
     return true;
 }
 
-void HostMacroSystem::setMacroLevel(UniqueWidgetID const& id, std::string const& level)
-{
-    std::lock_guard<std::mutex> guard(m_lock);
-    m_levels[id.getValue()] = level;
-}
-
-std::string HostMacroSystem::getMacroLevel(UniqueWidgetID const& id)
-{
-    std::lock_guard<std::mutex> guard(m_lock);
-    auto it = m_levels.find(id.getValue());
-    return it != m_levels.end() ? it->second : std::string("DEFAULT");
-}
-
 std::string HostDriverInfo::getPDLName(std::string const& driverType)
 {
     auto it = m_names.find(driverType);

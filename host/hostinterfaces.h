@@ -1,12 +1,11 @@
 #ifndef HOST_HOSTINTERFACES_H
 #define HOST_HOSTINTERFACES_H
 
-// The interfaces the host gives the core: function ids (printed), macros (none), settings and MFD
-// (placeholders the driver receives), and the driver type lookup.
+// The interfaces the host gives the core: function ids (printed), settings and MFD (placeholders the
+// driver receives), and the driver type lookup. The macro system has its own unit.
 
 #include <interfaces/idriverinfo.h>
 #include <interfaces/ifunctionid.h>
-#include <interfaces/imacrosystem.h>
 #include <interfaces/ipanelmfd.h>
 #include <interfaces/ipanelsettings.h>
 
@@ -29,30 +28,6 @@ public:
 private:
     std::mutex m_lock;
     std::ostream& m_out;
-};
-
-// No macros are armed: nothing is blocked or replaced. Macro levels are remembered per control.
-class HostMacroSystem : public IMacroSystem
-{
-public:
-    IInterface* queryInterface(unsigned int) override { return nullptr; }
-
-    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
-    bool startPreMacro(UniqueWidgetID const&) override { return false; }
-    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
-    void afterDownFirst(UniqueWidgetID const&) override {}
-    void afterDownLast(UniqueWidgetID const&) override {}
-    bool hasMacro(UniqueWidgetID const&) override { return false; }
-    void setMacroLevel(UniqueWidgetID const& id, std::string const& level) override;
-    // The level last set, "DEFAULT" before that.
-    std::string getMacroLevel(UniqueWidgetID const& id) override;
-    void afterDownSecond(UniqueWidgetID const&) override {}
-    void onHold(UniqueWidgetID const&) override {}
-    void onUp(UniqueWidgetID const&) override {}
-
-private:
-    std::mutex m_lock;
-    std::map<uint32_t, std::string> m_levels;
 };
 
 class HostPanelSettings : public IPanelSettings

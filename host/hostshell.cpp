@@ -21,7 +21,7 @@
 #include <iostream>
 
 HostShell::HostShell(VirtualPanel* pPanel)
-    : m_pPanel(pPanel), m_pHwSimulation(nullptr), m_pInterrupt(nullptr), m_quit(false)
+    : m_pPanel(pPanel), m_pHwSimulation(nullptr), m_pInterrupt(nullptr), m_quit(false), m_engineHeld(false)
 {
     // The simulated driver tells whether it still has reports to deliver; another driver library may
     // not, and then only the engine is waited for.
@@ -41,6 +41,10 @@ HostShell::HostShell(VirtualPanel* pPanel)
                         "moduleCreate W G M PDLFILE\n\tcreate, load and init a module without hardware "
                         "(PDLFILE relative to config/)",
                         this, &HostShell::shellCmdModuleCreate);
+    pShell->registerCmd("engineHold",
+                        "engineHold on|off\n\tkeep the engine from running (hardware events queue up), or let "
+                        "it run again",
+                        this, &HostShell::shellCmdEngineHold);
     pShell->registerCmd("timing", "timing on|off|clear|dump\n\tswitch, clear or print the event timing log",
                         this, &HostShell::shellCmdTiming);
 }
@@ -48,6 +52,17 @@ HostShell::HostShell(VirtualPanel* pPanel)
 HostShell::~HostShell()
 {
     rtk::CmdProcessor::getInstance()->unregisterOwner(this);
+    // The panel's shutdown needs the interpreter mutex.
+    releaseEngine();
+}
+
+void HostShell::releaseEngine()
+{
+    if (m_engineHeld)
+    {
+        m_engineHeld = false;
+        PDLInterpreter::mutexGive();
+    }
 }
 
 void HostShell::waitIdle()
@@ -56,15 +71,44 @@ void HostShell::waitIdle()
     // The driver is asked first: once it is idle, every report it delivered has either run to its end
     // (updateModuleStatus returns after the module's first events ran) or handed the core a hardware
     // event and a wake-up (sendEvent queues and wakes before it returns). PDLEventManager::isIdle then
-    // sees all of that: it is false while a wake-up is pending, a pass runs or a hardware event waits,
-    // and a pass ends only when no queued event or changed variable is left.
-    for (;;)
+    // sees all of that: it is false while a wake-up is pending, a pass runs or a hardware event waits.
+    // A pass ends with nothing queued unless the storm guard gave up; what it left waits for a wake-up
+    // that nothing else gives, so the shell gives it, a bounded number of times, since a loop that
+    // never settles would otherwise keep the shell waiting for ever.
+    static int const s_maxLeftoverPasses = 10;
+    static int const s_heldWaitMs = 2000;
+    PDLEventManager* pEventManager = PDLEventManager::getInstance();
+    int leftoverPasses = 0;
+    for (int waited = 0;; ++waited)
     {
-        bool const driverIdle = m_pHwSimulation == nullptr || m_pHwSimulation->isIdle();
-        if ((driverIdle && PDLEventManager::getInstance()->isIdle()) ||
-            (m_pInterrupt != nullptr && *m_pInterrupt))
+        if (m_pInterrupt != nullptr && *m_pInterrupt)
         {
             return;
+        }
+        bool const driverIdle = m_pHwSimulation == nullptr || m_pHwSimulation->isIdle();
+        if (m_engineHeld)
+        {
+            // A module report waits for the engine and would keep the driver busy for ever.
+            if (driverIdle || waited >= s_heldWaitMs)
+            {
+                return;
+            }
+        }
+        else if (driverIdle && pEventManager->isIdle())
+        {
+            if (!pEventManager->hasWorkLeft())
+            {
+                return;
+            }
+            if (leftoverPasses == s_maxLeftoverPasses)
+            {
+                std::cout << "sync: events still wait after " << s_maxLeftoverPasses
+                          << " further passes; the event loop does not settle" << std::endl;
+                return;
+            }
+            ++leftoverPasses;
+            pEventManager->wakeStateDriver();
+            continue;
         }
         rtk::Thread::mssleep(1);
     }
@@ -178,6 +222,26 @@ bool HostShell::shellCmdModuleCreate(rtk::CmdParameters& params)
     {
         std::cout << "moduleCreate: cannot create module " << id << " from " << params.get(3) << std::endl;
         return false;
+    }
+    return true;
+}
+
+bool HostShell::shellCmdEngineHold(rtk::CmdParameters& params)
+{
+    if (params.getCount() != 1 || (params.get(0) != "on" && params.get(0) != "off"))
+    {
+        std::cout << "Usage: engineHold on|off" << std::endl;
+        return false;
+    }
+    if (params.get(0) == "on" && !m_engineHeld)
+    {
+        // Waits for a pass under way to end; the next pass then waits for engineHold off.
+        PDLInterpreter::mutexTake();
+        m_engineHeld = true;
+    }
+    else if (params.get(0) == "off")
+    {
+        releaseEngine();
     }
     return true;
 }

@@ -20,8 +20,9 @@ public:
     ~HostShell();
 
     // Returns once the simulated hardware has delivered everything it was asked to report and the
-    // engine is idle (see the definition file for why this order is exact), or early once the flag
-    // given to setInterruptFlag is set (a signal asks the host to stop).
+    // engine is idle with nothing left over (see the definition file for why this order is exact), or
+    // early once the flag given to setInterruptFlag is set (a signal asks the host to stop). While the
+    // engine is held, only the hardware's reports are waited for.
     void waitIdle();
     void setInterruptFlag(volatile sig_atomic_t const* pFlag) { m_pInterrupt = pFlag; }
 
@@ -38,11 +39,16 @@ private:
     bool shellCmdStateTrigger(rtk::CmdParameters& params);
     bool shellCmdModuleCreate(rtk::CmdParameters& params);
     bool shellCmdTiming(rtk::CmdParameters& params);
+    bool shellCmdEngineHold(rtk::CmdParameters& params);
+    // Gives the interpreter mutex back if engineHold took it.
+    void releaseEngine();
 
     VirtualPanel* m_pPanel;
     IHwSimulation* m_pHwSimulation;
     volatile sig_atomic_t const* m_pInterrupt;
     std::atomic<bool> m_quit;
+    // The shell's thread holds the interpreter mutex (engineHold on): events only queue.
+    bool m_engineHeld;
 };
 
 #endif

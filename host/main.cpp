@@ -4,6 +4,7 @@
 // library or the configuration failed).
 
 #include "hostinterfaces.h"
+#include "hostmacrosystem.h"
 #include "hostshell.h"
 
 #include "virtualpanel.h"
@@ -12,6 +13,7 @@
 #include "rtk/log.h"
 #include "rtk/path.h"
 
+#include <interfaces/ipanelevent.h>
 #include <logkit/logging.h>
 
 #include <editline/readline.h>
@@ -338,7 +340,7 @@ int main(int argc, char** argv)
     }
 
     HostFunctionID functionID(std::cout);
-    HostMacroSystem macroSystem;
+    HostMacroSystem macroSystem(std::cout);
     HostPanelSettings panelSettings;
     HostPanelMFD panelMFD;
     HostDriverInfo driverInfo;
@@ -352,6 +354,7 @@ int main(int argc, char** argv)
     }
     g_pPanel->setFunctionIDInterface(&functionID);
     g_pPanel->setMacroSystemInterface(&macroSystem);
+    macroSystem.setPanelEvent(getInterface<IPanelEvent>(g_pPanel));
     g_pPanel->setPanelSettingsInterface(&panelSettings);
     g_pPanel->setPanelMFDInterface(&panelMFD);
     g_pPanel->setDriverInfoInterface(&driverInfo);
@@ -369,12 +372,14 @@ int main(int argc, char** argv)
         rtk::LogManager::destroyInstance();
         return 3;
     }
-    // The workplace configuration (readWorkplaceConfig) comes here once the core reads it; until then
-    // --workplaces and --test-mode are accepted and have no effect.
-    if (!options.m_workplaces.empty())
+    if (!g_pPanel->readWorkplaceConfig(options.m_workplaces, options.m_testMode))
     {
-        std::cerr << "panelhost: the workplace configuration is not read yet; ignoring \""
-                  << options.m_workplaces << "\"" << std::endl;
+        std::cerr << "panelhost: start-up failed: the workplace configuration could not be read" << std::endl;
+        g_pPanel->releaseMutex();
+        delete g_pPanel;
+        g_pPanel = nullptr;
+        rtk::LogManager::destroyInstance();
+        return 3;
     }
     g_pPanel->startHardwareUpdate();
     // The remote control listener (startRCLPListener) comes here, when asked for, once the core offers it.

@@ -164,6 +164,9 @@ public:
     unsigned long getPassCount() const { return m_passCount.load(); }
     // True when no hardware event waits, no wake-up is pending and no pass is under way.
     bool isIdle();
+    // True when the last drain of the queues ended at the storm guard: events or variable changes were
+    // left for the next wake-up, which nothing may give.
+    bool hasWorkLeft() const { return m_workLeft.load(); }
 
 private:
     class PDLStateDriver : public rtk::Thread
@@ -181,6 +184,11 @@ private:
     };
 
     void processHWEventQueue();
+    // The variable events of one kind of listener (widgets or sequences), for the changed variables.
+    template <class TListener>
+    void generateListenerEvents(std::set<TListener*> const& (PDLVariable::*individual)() const,
+                                std::set<TListener*> const& (PDLVariable::*collective)() const,
+                                TListener* PDLEvent::*target);
     void processHWEvent(UniqueWidgetID const& id, std::string const& name, int value, bool first);
 
     bool shellCmdSetMaxEventTime(rtk::CmdParameters& params);
@@ -211,6 +219,7 @@ private:
     // Bookkeeping for isIdle: a wake-up given and not yet taken, a pass under way, passes done.
     std::atomic<bool> m_wakePending;
     std::atomic<bool> m_inPass;
+    std::atomic<bool> m_workLeft;
     std::atomic<unsigned long> m_passCount;
     PDLStateDriver m_stateDriver;
 };

@@ -48,6 +48,14 @@ public:
     // exitOnLoadFailure: a module that cannot be loaded later ends the process.
     bool init(bool exitOnLoadFailure);
     bool parseDelegationTypeFile(rtk::Path const& path);
+    // Reads the workplace file: each workplace's ports go to the driver, its mainframe driver fixes
+    // the workplace's PDL name ("moduleTest" in test mode). An empty name reads nothing. False after
+    // a logged error; the workplaces read before it stay set.
+    bool readWorkplaceConfig(std::string const& file, bool testMode);
+    // The first mainframe driver of the workplace file, which the network configuration listener
+    // serves: its workplace (-1 when there was none) and driver id.
+    int getNetConfigWorkplaceID() const { return m_netConfigWorkplaceID; }
+    std::string const& getNetConfigDriverID() const { return m_netConfigDriverID; }
 
     void setFunctionIDInterface(IFunctionID* pFunctionID) const;
     void setMacroSystemInterface(IMacroSystem* pMacroSystem) const;
@@ -81,6 +89,8 @@ private:
     IDriverInfo* m_pDriverInfo;
     Orvane::Utilities::Logging::LogCategory m_log;
     rtk::Path m_moduleConfigOverride;
+    int m_netConfigWorkplaceID;
+    std::string m_netConfigDriverID;
 };
 
 #endif

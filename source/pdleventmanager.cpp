@@ -5,13 +5,16 @@
 #include "pdlmodule.h"
 #include "pdlmodulemanager.h"
 #include "pdlphysicalwidget.h"
+#include "pdlsequenceclasses.h"
 #include "pdltypeclasses.h"
+#include "pdlwidgetclasses.h"
 
 #include "rtk/file.h"
 #include "rtk/highrestime.h"
 #include "rtk/path.h"
 
 #include <basekit/timinglog.h>
+#include <interfaces/imacrosystem.h>
 #include <interfaces/imhlparser.h>
 #include <logkit/logging.h>
 
@@ -85,8 +88,17 @@ std::ostream& PDLEvent::write(std::ostream& os) const
     default:
         break;
     }
-    // The " sequence def @" / " widget def @" tail of kinds 1 and 4 comes with the widget and sequence
-    // classes, which know their definition's position.
+    if (m_type == eEventVariable || m_type == eEventState)
+    {
+        if (m_pSequence != nullptr)
+        {
+            os << " sequence def @" << m_pSequence->getFileName().getString() << ":" << m_pSequence->getLine();
+        }
+        else if (m_pWidget != nullptr)
+        {
+            os << " widget def @" << m_pWidget->getFileName().getString() << ":" << m_pWidget->getLine();
+        }
+    }
     return os;
 }
 
@@ -135,7 +147,8 @@ PDLEventManager::PDLEventManager()
     : m_eventQueueCount(0), m_hwEventQueueCount(0), m_pGlobal(nullptr), m_executing(false),
       m_exitOnLoadFailure(false), m_hwEventQueueing(true), m_hwEventOptimization(false), m_maxEventTime(0),
       m_pCurrentModule(nullptr), m_pMacroSystem(nullptr), m_pMHLParser(nullptr), m_pEventMgrLog(nullptr),
-      m_stateSemaphore(false), m_wakePending(false), m_inPass(false), m_passCount(0), m_stateDriver(*this)
+      m_stateSemaphore(false), m_wakePending(false), m_inPass(false), m_workLeft(false), m_passCount(0),
+      m_stateDriver(*this)
 {
     m_pEventMgrLog = rtk::LogManager::getInstance()->getOutput("EventMgr");
 
@@ -374,6 +387,7 @@ void PDLEventManager::executeEventQueue(bool verbose)
 
         if (!generateVariableEvents())
         {
+            m_workLeft = false;
             m_executing = false;
             return;
         }
@@ -389,6 +403,8 @@ void PDLEventManager::executeEventQueue(bool verbose)
             PDLRunTimeInfo::showError(rtk::LogOutput::eLevelError, __FILE__, __LINE__)
                 << "possible infinite event loop, aborting" << std::endl
                 << std::endl;
+            // What the last cycle left waits for the next wake-up.
+            m_workLeft = true;
             m_executing = false;
             ++PDLParseInfo::m_errorCount;
             return;
@@ -471,10 +487,57 @@ bool PDLEventManager::generateVariableEvents()
     {
         pVariable->clearChangeFlag();
     }
-    // The events for the widgets and sequences registered with each variable are made here once
-    // widgets and sequences exist.
+    // Sequences are served ahead of widgets.
+    generateListenerEvents<PDLSequence>(&PDLVariable::getSequencesSeparate, &PDLVariable::getSequences,
+                                        &PDLEvent::m_pSequence);
+    generateListenerEvents<PDLWidget>(&PDLVariable::getWidgetsSeparate, &PDLVariable::getWidgets,
+                                      &PDLEvent::m_pWidget);
     m_changedVariables.clear();
     return true;
+}
+
+template <class TListener>
+void PDLEventManager::generateListenerEvents(std::set<TListener*> const& (PDLVariable::*individual)() const,
+                                             std::set<TListener*> const& (PDLVariable::*collective)() const,
+                                             TListener* PDLEvent::*target)
+{
+    if (m_pGlobal == nullptr)
+    {
+        reportFailedCheck("m_pGlobal", __FILE__, __LINE__);
+    }
+    auto makeEvent = [this, target](TListener* pListener, std::string const& name)
+    {
+        PDLEvent* pEvent = new PDLEvent(PDLEvent::eEventVariable);
+        pEvent->m_name = name;
+        pEvent->*target = pListener;
+        pEvent->m_pModule = pListener->getModule();
+        queueEvent(pEvent);
+    };
+
+    // One event per variable for the listeners that asked for them one by one; one event with all the
+    // names for each of the others, after all the single ones.
+    std::map<TListener*, std::set<std::string>> collected;
+    for (PDLVariable* pVariable : m_changedVariables)
+    {
+        for (TListener* pListener : (pVariable->*individual)())
+        {
+            makeEvent(pListener, pVariable->getName());
+        }
+        for (TListener* pListener : (pVariable->*collective)())
+        {
+            collected[pListener].insert(pVariable->getName());
+        }
+    }
+    for (auto const& entry : collected)
+    {
+        std::string names;
+        for (std::string const& name : entry.second)
+        {
+            names += name;
+            names += ' ';
+        }
+        makeEvent(entry.first, names);
+    }
 }
 
 void PDLEventManager::addChangedVariable(PDLVariable* pVariable)
@@ -558,21 +621,118 @@ void PDLEventManager::processHWEventQueue()
     m_hwEventMutex.give();
 }
 
-void PDLEventManager::processHWEvent(UniqueWidgetID const& id, std::string const& name, int value,
-                                     bool /*first*/)
+void PDLEventManager::processHWEvent(UniqueWidgetID const& id, std::string const& name, int value, bool first)
 {
     if (m_pGlobal == nullptr)
     {
         reportFailedCheck("m_pGlobal", __FILE__, __LINE__);
     }
 
-    std::ostringstream timing;
-    timing << "EVENT " << id.getWorkplaceID() << "." << id.getGroupID() << "." << id.getModuleID() << "."
-           << id.getWidgetID() << " " << name << " " << value;
-    TimingLog::log(timing.str());
+    if (TimingLog::isEnabled())
+    {
+        std::ostringstream timing;
+        timing << "EVENT " << id.getWorkplaceID() << "." << id.getGroupID() << "." << id.getModuleID() << "."
+               << id.getWidgetID() << " " << name << " " << value;
+        TimingLog::log(timing.str());
+    }
 
-    // The way on to the physical widget, the macro system and the module's PDL is built with the
-    // hardware event path; until then the event ends here.
+    bool const armed = m_pMacroSystem != nullptr && m_pMacroSystem->hasMacro(id);
+
+    if (first)
+    {
+        PDLPhysicalWidget* pWidget = PDLPhysicalWidgetManager::getInstance()->getWidget(id);
+        if (pWidget != nullptr)
+        {
+            pWidget->sendEvent(name);
+        }
+
+        auto const deferred = m_macroDeferredEvents.find(id);
+        bool const hadEntry = deferred != m_macroDeferredEvents.end();
+
+        if (m_pMacroSystem != nullptr)
+        {
+            if (name == "HOLD" || name == "HOLD_MASKED")
+            {
+                m_pMacroSystem->onHold(id);
+            }
+            else if (name == "UP")
+            {
+                m_pMacroSystem->onUp(id);
+            }
+            else if (name == "DOWN" && m_pMacroSystem->startPreMacro(id))
+            {
+                // The press waits until its macro has finished.
+                m_macroDeferredEvents[id].push_back(HWEvent(id, name, value, false));
+                return;
+            }
+        }
+
+        if (hadEntry)
+        {
+            std::list<HWEvent>& held = deferred->second;
+            if (name == "PREMACROFINISHED")
+            {
+                // The held events run in their order, as they arrived; the entry stays, empty.
+                std::list<HWEvent> replay;
+                replay.swap(held);
+                for (HWEvent const& event : replay)
+                {
+                    processHWEvent(event.m_id, event.m_name, event.m_value, false);
+                }
+                return;
+            }
+            if (!held.empty())
+            {
+                // Whatever the control does while its macro runs waits behind the press.
+                held.push_back(HWEvent(id, name, value, false));
+                return;
+            }
+        }
+        else if (name == "PREMACROFINISHED")
+        {
+            return;
+        }
+    }
+
+    std::string current = name;
+    bool toPDL = true;
+    if (current == "REPLACEMACROFINISHED")
+    {
+        // Finished like a press, without PDL.
+        current = "DOWN";
+        toPDL = false;
+    }
+    else if (m_pMacroSystem != nullptr && armed)
+    {
+        // While a control has a macro, only the macro system sees its events.
+        if (current == "DOWN" && m_pMacroSystem->startReplaceMacro(id))
+        {
+            return;
+        }
+        toPDL = false;
+    }
+
+    // No test for a missing macro system here: the host installs it before the first hardware event.
+    if (toPDL && !m_pMacroSystem->isEventBlocked(id))
+    {
+        m_pCurrentModule = PDLModuleManager::getInstance()->getModule(id.getUniqueModuleID());
+        if (m_pCurrentModule != nullptr)
+        {
+            PDLEvent event(PDLEvent::eEventWidget);
+            event.m_widgetID = id.getWidgetID();
+            event.m_name = current;
+            event.m_intValue = value;
+            m_pGlobal->setEvent(&event);
+            m_pCurrentModule->executeEvent(&event);
+        }
+    }
+
+    if (m_pMacroSystem != nullptr && current == "DOWN")
+    {
+        m_pMacroSystem->afterDownFirst(id);
+        m_pMacroSystem->afterDownSecond(id);
+        m_pMacroSystem->afterDownLast(id);
+    }
 }
 
 void PDLEventManager::updateModuleStatus(UniqueModuleID const& id, int connPort, int connConnector,

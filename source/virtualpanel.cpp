@@ -14,6 +14,7 @@
 #include "rtk/thread.h"
 
 #include <interfaces/icolormanager.h>
+#include <interfaces/idriverinfo.h>
 #include <interfaces/ihwmodulemanager.h>
 #include <interfaces/imhlparser.h>
 #include <interfaces/imodulemanager.h>
@@ -31,7 +32,7 @@ char const* const s_driverLibraryPath = "bin/libmoduledriver.so";
 
 VirtualPanel::VirtualPanel()
     : m_pModuleDriverSystem(nullptr), m_pModuleDriverSimulator(nullptr), m_pPanelFunctionSystem(nullptr),
-      m_pDriverInfo(nullptr), m_log("Startup")
+      m_pDriverInfo(nullptr), m_log("Startup"), m_netConfigWorkplaceID(-1)
 {
 }
 
@@ -300,6 +301,106 @@ bool VirtualPanel::parseDelegationTypeFile(rtk::Path const& path)
         }
         // Types added before a later error stay added.
         pPanelState->addDeviceDefinition(pType);
+    }
+    return true;
+}
+
+bool VirtualPanel::readWorkplaceConfig(std::string const& file, bool testMode)
+{
+    if (file.empty())
+    {
+        return true;
+    }
+    TiXmlDocument doc(file);
+    if (!doc.LoadFile())
+    {
+        m_log.error() << "Failed to open \"" << file << "\" ('" << doc.ErrorDesc() << "')" << std::endl;
+        return false;
+    }
+    // TinyXML's rows count from 1 already; a missing node is row 0.
+    auto parseError = [this, &file](TiXmlNode const* pNode)
+    {
+        m_log.error() << "Parse error in \"" << file << "\" line " << (pNode != nullptr ? pNode->Row() : 0)
+                      << std::endl;
+        return false;
+    };
+
+    TiXmlElement* pRoot = doc.FirstChildElement();
+    if (pRoot == nullptr || pRoot->ValueStr() != "workplaces")
+    {
+        return parseError(pRoot);
+    }
+    IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
+    RTK_ASSERT(pHwModuleManager);
+    PDLEventManager* pEventManager = PDLEventManager::getInstance();
+
+    bool first = true;
+    for (TiXmlNode* pNode = pRoot->FirstChild(); pNode != nullptr; pNode = pNode->NextSibling())
+    {
+        TiXmlElement* pWorkplace = pNode->ToElement();
+        if (pWorkplace == nullptr || pWorkplace->ValueStr() != "workplace")
+        {
+            return parseError(pNode);
+        }
+        int id = -1;
+        for (TiXmlAttribute* pAttribute = pWorkplace->FirstAttribute(); pAttribute != nullptr;
+             pAttribute = pAttribute->Next())
+        {
+            if (std::string(pAttribute->Name()) == "id")
+            {
+                id = pAttribute->IntValue();
+            }
+        }
+        // Compared unsigned, so a negative id is out of range as well.
+        if (static_cast<unsigned int>(id) > 7)
+        {
+            m_log.error() << "Workplace ID missing or invalid in \"" << file << "\" line " << pWorkplace->Row()
+                          << std::endl;
+            return false;
+        }
+
+        int count = 0;
+        for (TiXmlNode* pChild = pWorkplace->FirstChild(); pChild != nullptr; pChild = pChild->NextSibling())
+        {
+            TiXmlElement* pElement = pChild->ToElement();
+            if (pElement == nullptr)
+            {
+                return parseError(pChild);
+            }
+            if (pElement->ValueStr() == "ports")
+            {
+                TiXmlText const* pText = pElement->FirstChild() != nullptr ? pElement->FirstChild()->ToText() : nullptr;
+                if (!pHwModuleManager->setPorts(id, pText != nullptr ? pText->ValueStr() : std::string()))
+                {
+                    return false;
+                }
+            }
+            else if (pElement->ValueStr() == "mainframeDriver")
+            {
+                char const* pDriverID = pElement->Attribute("driverID");
+                char const* pDriverType = pElement->Attribute("driverType");
+                if (pDriverID == nullptr || *pDriverID == '\0' || pDriverType == nullptr || *pDriverType == '\0')
+                {
+                    m_log.error() << "DriverID or driverType missing in \"" << file << "\" line "
+                                  << pElement->Row() << std::endl;
+                    return false;
+                }
+                // Only the first driver of a workplace counts; a further one is checked and ignored.
+                if (count == 0)
+                {
+                    std::string const name = testMode ? std::string("moduleTest") : m_pDriverInfo->getPDLName(pDriverType);
+                    pEventManager->setDefaultPDLName(id, name);
+                    if (first)
+                    {
+                        // The network configuration listener serves the file's first mainframe driver.
+                        m_netConfigWorkplaceID = id;
+                        m_netConfigDriverID = pDriverID;
+                        first = false;
+                    }
+                }
+                ++count;
+            }
+        }
     }
     return true;
 }

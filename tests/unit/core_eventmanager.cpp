@@ -12,6 +12,7 @@
 #include "rtk/thread.h"
 
 #include <basekit/uniqueids.h>
+#include <interfaces/imacrosystem.h>
 
 #include <functional>
 #include <iostream>
@@ -81,6 +82,24 @@ bool waitIdle(PDLEventManager* pManager)
     return false;
 }
 
+// A macro system with no macro armed anywhere.
+class IdleMacroSystem : public IMacroSystem
+{
+public:
+    IInterface* queryInterface(unsigned int) override { return nullptr; }
+    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
+    bool startPreMacro(UniqueWidgetID const&) override { return false; }
+    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
+    void afterDownFirst(UniqueWidgetID const&) override {}
+    void afterDownLast(UniqueWidgetID const&) override {}
+    bool hasMacro(UniqueWidgetID const&) override { return false; }
+    void setMacroLevel(UniqueWidgetID const&, std::string const&) override {}
+    std::string getMacroLevel(UniqueWidgetID const&) override { return "DEFAULT"; }
+    void afterDownSecond(UniqueWidgetID const&) override {}
+    void onHold(UniqueWidgetID const&) override {}
+    void onUp(UniqueWidgetID const&) override {}
+};
+
 class CoreEventTest : public CoreTest
 {
 protected:
@@ -90,6 +109,8 @@ protected:
         installDriver();
         m_pPanel.reset(new VirtualPanel);
         ASSERT_TRUE(m_pPanel->create(VirtualPanel::eModeHardware, ""));
+        // The host installs its macro system before the first hardware event; the path relies on it.
+        m_pPanel->setMacroSystemInterface(&m_macroSystem);
         m_pManager = PDLEventManager::getInstance();
         m_released = false;
     }
@@ -112,6 +133,7 @@ protected:
         }
     }
 
+    IdleMacroSystem m_macroSystem;
     std::unique_ptr<VirtualPanel> m_pPanel;
     PDLEventManager* m_pManager = nullptr;
     bool m_released = false;
