@@ -38,6 +38,7 @@ private:
     bool shellCmdStateTrigger(rtk::CmdParameters& params);
     bool shellCmdModuleCreate(rtk::CmdParameters& params);
     bool shellCmdTiming(rtk::CmdParameters& params);
+    bool shellCmdWidgetDefaults(rtk::CmdParameters& params);
 
     VirtualPanel* m_pPanel;
     IHwSimulation* m_pHwSimulation;
