@@ -482,11 +482,12 @@ void PDLPhysicalWidgetManager::addWidget(UniqueWidgetID const& id)
         return;
     }
 
-    m_widgets[id] = new PDLPhysicalWidget(m_iPanelFeedback, id);
+    // The observer hears of the widget before the reset that making it sends to the hardware.
     if (m_pObserver != nullptr)
     {
         m_pObserver->widgetAdded(id);
     }
+    m_widgets[id] = new PDLPhysicalWidget(m_iPanelFeedback, id);
 
     IMacroSystem* pMacroSystem =
         PDLEventManager::hasInstance() ? PDLEventManager::getInstance()->getMacroSystemInterface() : nullptr;

@@ -8,6 +8,7 @@
 #include "pdlinterpreter.h"
 #include "pdlpanelstate.h"
 #include "pdlpersistentvarmanager.h"
+#include "pdlphysicalwidget.h"
 
 #include "rtk/assert.h"
 #include "rtk/module.h"
@@ -156,6 +157,8 @@ bool VirtualPanel::create(EMode mode, std::string const& simulatorAddress)
         }
         m_pModuleDriverSimulator->setHwPanelFeedbackInterface(
             getInterface<IPanelFeedback>(m_pModuleDriverSystem));
+        // The simulator also learns which modules and controls the core has.
+        PDLPhysicalWidgetManager::getInstance()->setObserver(m_pModuleDriverSimulator);
         return true;
     }
     default:
