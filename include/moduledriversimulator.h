@@ -27,6 +27,8 @@ public:
 
     // The hardware feedback the link answers questions from.
     void setHwPanelFeedbackInterface(IPanelFeedback* pPanelFeedback);
+    // No event from the simulator reaches the core after this returns (the core is about to go).
+    void stopEvents();
 
     // IPhysicalWidgetObserver: module reports and new widgets go to the simulator as notices.
     void moduleStatus(UniqueModuleID const& id, std::string const& type, std::string const& version) override;

@@ -32,6 +32,11 @@ void ModuleDriverSimulator::setHwPanelFeedbackInterface(IPanelFeedback* pPanelFe
     m_pProtocol->setHwPanelFeedbackInterface(pPanelFeedback);
 }
 
+void ModuleDriverSimulator::stopEvents()
+{
+    m_pProtocol->setPanelEventInterface(nullptr);
+}
+
 void ModuleDriverSimulator::moduleStatus(UniqueModuleID const& id, std::string const& type,
                                          std::string const& version)
 {

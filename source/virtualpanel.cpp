@@ -42,6 +42,11 @@ VirtualPanel::~VirtualPanel()
     RTK_ASSERT(pHwModuleManager);
     pHwModuleManager->setPanelMFDInterface(nullptr);
 
+    // The simulator link outlives the core below: its events must stop reaching the event manager first.
+    if (m_pModuleDriverSimulator != nullptr)
+    {
+        m_pModuleDriverSimulator->stopEvents();
+    }
     delete m_pPanelFunctionSystem;
     m_pPanelFunctionSystem = nullptr;
     PanelFunctionSystem::notifyLifecycle("-PanelFunctionSystem");

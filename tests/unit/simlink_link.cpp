@@ -194,6 +194,14 @@ TEST(SimLinkProtocol, WritesGoOutAsLinesAndEventLinesComeBack)
     EXPECT_EQ((std::vector<std::string>{"0.1.1.2 DOWN 0", "0.1.3.1 MOVE 12"}), events.waitFor(2));
     EXPECT_EQ(4u, link.getBadDatagramCount());
     EXPECT_EQ(2u, link.getEventCount());
+
+    // Once the core's event entry is taken away, presses are dropped too.
+    link.setPanelEventInterface(nullptr);
+    ASSERT_TRUE(simulator.reply("PRESS 0.1.1.2"));
+    for (int i = 0; i < 300 && link.getBadDatagramCount() < 5; ++i)
+        usleep(10000);
+    EXPECT_EQ(5u, link.getBadDatagramCount());
+    EXPECT_EQ(2u, events.waitFor(2).size());
 }
 
 TEST(SimLinkProtocol, AddressesAndSendersAreChecked)

@@ -199,13 +199,12 @@ bool SCProtocol::send(std::string const& line)
 
 void SCProtocol::receive(std::string const& datagram, sockaddr_in const& from)
 {
-    bool fromSimulator = false;
-    {
-        std::lock_guard<std::mutex> guard(m_lock);
-        fromSimulator = m_hasDestination && from.sin_addr.s_addr == m_destination.sin_addr.s_addr;
-    }
     simlink::SimEvent event;
     std::string error;
+    // The lock is held while the event is handed over, so that setPanelEventInterface(nullptr) can
+    // tell the core's event entry that nothing reaches it any more.
+    std::lock_guard<std::mutex> guard(m_lock);
+    bool const fromSimulator = m_hasDestination && from.sin_addr.s_addr == m_destination.sin_addr.s_addr;
     if (!fromSimulator || m_pEvents == nullptr || !simlink::parseEventLine(datagram, event, error))
     {
         ++m_badDatagrams;
@@ -213,6 +212,12 @@ void SCProtocol::receive(std::string const& datagram, sockaddr_in const& from)
     }
     ++m_events;
     m_pEvents->sendEvent(event.m_id, event.m_name, event.m_value, event.m_transient);
+}
+
+void SCProtocol::setPanelEventInterface(IPanelEvent* pEvents)
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    m_pEvents = pEvents;
 }
 
 IPanelFeedback::EWidgetParameterType SCProtocol::getAttributeParamType(UniqueWidgetID const& id,

@@ -45,6 +45,9 @@ public:
     bool setDstIpAddress(char const* pAddress);
     // Answers the questions of the core; not owned.
     void setHwPanelFeedbackInterface(IPanelFeedback* pPanelFeedback);
+    // Where events from the simulator go from now on (null: nowhere, they are counted and dropped).
+    // Returns after an event being handed over has arrived, so the old receiver may go then.
+    void setPanelEventInterface(IPanelEvent* pEvents);
 
     // IPanelFeedback: writes go to the simulator only (the fan-out writes the hardware itself).
     EWidgetParameterType getAttributeParamType(UniqueWidgetID const& id, std::string const& attribute) override;
@@ -85,7 +88,7 @@ private:
     IPanelFeedback* m_pHwPanelFeedback;
     int m_socket;
     uint16_t m_localPort;
-    std::mutex m_lock; // guards the destination
+    std::mutex m_lock; // guards the destination and the event receiver
     sockaddr_in m_destination;
     bool m_hasDestination;
     std::atomic<uint64_t> m_sent;
