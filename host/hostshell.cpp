@@ -3,6 +3,7 @@
 #include "panelfunctionsystem.h"
 #include "pdleventmanager.h"
 #include "pdlinterpreter.h"
+#include "pdlphysicalwidget.h"
 #include "virtualpanel.h"
 
 #include "ihwsimulation.h"
@@ -47,6 +48,10 @@ HostShell::HostShell(VirtualPanel* pPanel)
                         this, &HostShell::shellCmdEngineHold);
     pShell->registerCmd("timing", "timing on|off|clear|dump\n\tswitch, clear or print the event timing log",
                         this, &HostShell::shellCmdTiming);
+    pShell->registerCmd("widgetDefaults",
+                        "widgetDefaults [W G M WIDGET]\n\treset every control, or one, to its widget type's "
+                        "defaults on the hardware, as a stop does (the core keeps its attribute records)",
+                        this, &HostShell::shellCmdWidgetDefaults);
 }
 
 HostShell::~HostShell()
@@ -272,4 +277,46 @@ bool HostShell::shellCmdTiming(rtk::CmdParameters& params)
         return false;
     }
     return true;
+}
+
+bool HostShell::shellCmdWidgetDefaults(rtk::CmdParameters& params)
+{
+    if (params.getCount() != 0 && params.getCount() != 4)
+    {
+        std::cout << "Usage: widgetDefaults [W G M WIDGET]" << std::endl;
+        return false;
+    }
+    PDLInterpreter::mutexTake();
+    bool found = true;
+    if (params.getCount() == 0)
+    {
+        m_pPanel->getPanelFunctionSystem()->deinit();
+    }
+    else
+    {
+        uint32_t fields[4] = {0, 0, 0, 0};
+        uint32_t const limits[4] = {7, 31, 255, 65535};
+        for (size_t i = 0; i < 4; ++i)
+        {
+            char* pEnd = nullptr;
+            std::string const& text = params.get(i);
+            long const value = std::strtol(text.c_str(), &pEnd, 10);
+            found = found && !text.empty() && *pEnd == '\0' && value >= 0 && value <= static_cast<long>(limits[i]);
+            fields[i] = found ? static_cast<uint32_t>(value) : 0;
+        }
+        UniqueWidgetID const id((fields[0] << 29) | (fields[1] << 24) | (fields[2] << 16) | fields[3]);
+        PDLPhysicalWidget* pWidget = found ? PDLPhysicalWidgetManager::getInstance()->findWidget(id) : nullptr;
+        if (pWidget != nullptr)
+        {
+            pWidget->setAllAttributesToDefault();
+        }
+        else
+        {
+            std::cout << "widgetDefaults: no widget " << params.get(0) << "." << params.get(1) << "."
+                      << params.get(2) << "." << params.get(3) << std::endl;
+            found = false;
+        }
+    }
+    PDLInterpreter::mutexGive();
+    return found;
 }

@@ -42,6 +42,7 @@ private:
     bool shellCmdEngineHold(rtk::CmdParameters& params);
     // Gives the interpreter mutex back if engineHold took it.
     void releaseEngine();
+    bool shellCmdWidgetDefaults(rtk::CmdParameters& params);
 
     VirtualPanel* m_pPanel;
     IHwSimulation* m_pHwSimulation;

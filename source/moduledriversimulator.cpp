@@ -1,20 +1,49 @@
 #include "moduledriversimulator.h"
 
-ModuleDriverSimulator::ModuleDriverSimulator(IPanelEvent* pEvents, char const* /*pAddress*/)
-    : m_pEvents(pEvents), m_pHwPanelFeedback(nullptr)
+#include <simlink/scprotocol.h>
+
+ModuleDriverSimulator::ModuleDriverSimulator(IPanelEvent* pEvents, char const* pAddress)
+    : m_pProtocol(new SCProtocol(pEvents, true))
 {
-    // The simulator link (its protocol object, with the destination address) is made here once the
-    // link library is part of the build.
+    if (pAddress != nullptr)
+    {
+        m_pProtocol->setDstIpAddress(pAddress);
+    }
 }
 
-ModuleDriverSimulator::~ModuleDriverSimulator() {}
-
-IInterface* ModuleDriverSimulator::queryInterface(unsigned int /*id*/)
+ModuleDriverSimulator::~ModuleDriverSimulator()
 {
-    return nullptr;
+    delete m_pProtocol;
+    m_pProtocol = nullptr;
+}
+
+IInterface* ModuleDriverSimulator::queryInterface(unsigned int id)
+{
+    if (id != IPanelFeedback::s_interfaceID)
+    {
+        return nullptr;
+    }
+    IPanelFeedback* pFeedback = getInterface<IPanelFeedback>(m_pProtocol);
+    return pFeedback != nullptr ? static_cast<IInterface*>(pFeedback) : nullptr;
 }
 
 void ModuleDriverSimulator::setHwPanelFeedbackInterface(IPanelFeedback* pPanelFeedback)
 {
-    m_pHwPanelFeedback = pPanelFeedback;
+    m_pProtocol->setHwPanelFeedbackInterface(pPanelFeedback);
+}
+
+void ModuleDriverSimulator::stopEvents()
+{
+    m_pProtocol->setPanelEventInterface(nullptr);
+}
+
+void ModuleDriverSimulator::moduleStatus(UniqueModuleID const& id, std::string const& type,
+                                         std::string const& version)
+{
+    m_pProtocol->sendModuleStatus(id, type, version);
+}
+
+void ModuleDriverSimulator::widgetAdded(UniqueWidgetID const& id)
+{
+    m_pProtocol->sendWidgetAdded(id);
 }

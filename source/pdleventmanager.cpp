@@ -739,6 +739,8 @@ void PDLEventManager::updateModuleStatus(UniqueModuleID const& id, int connPort,
                                          std::string const& moduleType, std::string const& moduleVersion)
 {
     PDLInterpreter::mutexTake();
+    // A view that mirrors the panel (the simulator link) learns of plugs and unplugs.
+    PDLPhysicalWidgetManager::getInstance()->notifyModuleStatus(id, moduleType, moduleVersion);
 
     if (moduleType.empty())
     {

@@ -8,6 +8,7 @@
 #include "pdlinterpreter.h"
 #include "pdlpanelstate.h"
 #include "pdlpersistentvarmanager.h"
+#include "pdlphysicalwidget.h"
 
 #include "rtk/assert.h"
 #include "rtk/module.h"
@@ -42,6 +43,11 @@ VirtualPanel::~VirtualPanel()
     RTK_ASSERT(pHwModuleManager);
     pHwModuleManager->setPanelMFDInterface(nullptr);
 
+    // The simulator link outlives the core below: its events must stop reaching the event manager first.
+    if (m_pModuleDriverSimulator != nullptr)
+    {
+        m_pModuleDriverSimulator->stopEvents();
+    }
     delete m_pPanelFunctionSystem;
     m_pPanelFunctionSystem = nullptr;
     PanelFunctionSystem::notifyLifecycle("-PanelFunctionSystem");
@@ -157,6 +163,8 @@ bool VirtualPanel::create(EMode mode, std::string const& simulatorAddress)
         }
         m_pModuleDriverSimulator->setHwPanelFeedbackInterface(
             getInterface<IPanelFeedback>(m_pModuleDriverSystem));
+        // The simulator also learns which modules and controls the core has.
+        PDLPhysicalWidgetManager::getInstance()->setObserver(m_pModuleDriverSimulator);
         return true;
     }
     default:

@@ -48,37 +48,3 @@ TEST_F(PhysicalWidgetTest, GetWidgetMakesAMissingWidgetOnce)
     EXPECT_EQ(pWidget, m_pWidgets->findWidget(id));
     EXPECT_EQ("", logText());
 }
-
-TEST_F(PhysicalWidgetTest, AttributesKeepValuesScalersAndConnectionsByName)
-{
-    PDLPhysicalWidget* pWidget = m_pWidgets->getWidget(UniqueWidgetID(0, 0, 1, 1));
-    ASSERT_NE(nullptr, pWidget);
-    EXPECT_EQ(PDLVariant::eInvalid, pWidget->getAttributeValue("LABEL").getKind());
-
-    // A scaler is kept until replaced; setting the same one again keeps it alive.
-    PDLScaler* pFirst = PDLScaler::create("PERCENT");
-    pWidget->setScaler("LABEL", pFirst);
-    pWidget->setScaler("LABEL", pFirst);
-    EXPECT_EQ(pFirst, pWidget->getScaler("LABEL"));
-    PDLScaler* pSecond = PDLScaler::create("TESTSCALER");
-    pWidget->setScaler("LABEL", pSecond);
-    EXPECT_EQ(pSecond, pWidget->getScaler("LABEL"));
-    EXPECT_EQ(nullptr, pWidget->getScaler("COLOR"));
-
-    // A connect keeps the scaler; a second one moves the attribute.
-    pWidget->connect("LABEL", "A.B");
-    pWidget->connect("LABEL", "A.C");
-    EXPECT_EQ("A.C", pWidget->getConnection("LABEL"));
-    EXPECT_EQ(pSecond, pWidget->getScaler("LABEL"));
-
-    // A plain write ends connection and scaler of that attribute only.
-    pWidget->setScaler("COLOR", PDLScaler::create("PERCENT"));
-    pWidget->connect("COLOR", "A.D");
-    pWidget->setAttributeValue("LABEL", PDLVariant("x"));
-    EXPECT_EQ("x", pWidget->getAttributeValue("LABEL").getString());
-    EXPECT_EQ("", pWidget->getConnection("LABEL"));
-    EXPECT_EQ(nullptr, pWidget->getScaler("LABEL"));
-    EXPECT_EQ("A.D", pWidget->getConnection("COLOR"));
-    EXPECT_NE(nullptr, pWidget->getScaler("COLOR"));
-    // The COLOR scaler goes with the widget.
-}

@@ -1,0 +1,371 @@
+#include "core_pdlfixture.h"
+
+#include "pdlphysicalwidget.h"
+#include "pdlscaler.h"
+
+#include <interfaces/ipanelfeedback.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace
+{
+// A hardware side with a fixed set of attributes and receive events per name (the same for every
+// control). It keeps what is written, answers reads from it, and records every write as
+// "id NAME=VALUE" (bools as 0/1), a reset as "id default" and a trigger as "id !EVENT=VALUE".
+class ModelFeedback : public IPanelFeedback
+{
+public:
+    IInterface* queryInterface(unsigned int) override { return nullptr; }
+    EWidgetParameterType getAttributeParamType(UniqueWidgetID const&, std::string const& name) override
+    {
+        auto it = m_types.find(name);
+        return it != m_types.end() ? it->second : eParamTypeUnknown;
+    }
+    EWidgetParameterType getReceiveEventParamType(UniqueWidgetID const&, std::string const& name) override
+    {
+        auto it = m_events.find(name);
+        return it != m_events.end() ? it->second : eParamTypeUnknown;
+    }
+    void setAllAttributesToDefault(UniqueWidgetID const& id) override
+    {
+        m_values.clear();
+        m_writes.push_back(id.toString() + " default");
+    }
+    bool setAttributeBool(UniqueWidgetID const& id, std::string const& a, bool v) override
+    {
+        return write(id, a, v ? "1" : "0");
+    }
+    bool setAttributeNumeric(UniqueWidgetID const& id, std::string const& a, int v) override
+    {
+        return write(id, a, std::to_string(v));
+    }
+    bool setAttributeText(UniqueWidgetID const& id, std::string const& a, std::string const& v) override
+    {
+        return write(id, a, v);
+    }
+    bool getAttributeBool(UniqueWidgetID const&, std::string const& a, bool& v) override
+    {
+        v = m_values[a] == "1";
+        return m_readable;
+    }
+    bool getAttributeNumeric(UniqueWidgetID const&, std::string const& a, int& v) override
+    {
+        v = std::atoi(m_values[a].c_str());
+        return m_readable;
+    }
+    bool getAttributeText(UniqueWidgetID const&, std::string const& a, std::string& v) override
+    {
+        v = m_values[a];
+        return m_readable;
+    }
+    bool trigger(UniqueWidgetID const& id, std::string const& e, std::string const& v) override
+    {
+        m_writes.push_back(id.toString() + " !" + e + "=" + v);
+        return true;
+    }
+
+    // The writes since the last call.
+    std::vector<std::string> take()
+    {
+        std::vector<std::string> writes;
+        writes.swap(m_writes);
+        return writes;
+    }
+
+    std::map<std::string, EWidgetParameterType> m_types = {
+        {"LAMP", eParamTypeBool},   {"LABEL", eParamTypeText},    {"NAME", eParamTypeText2},
+        {"LEVEL", eParamTypeNumeric}, {"PRESSED", eParamTypeBool}, {"ODD", static_cast<EWidgetParameterType>(5)}};
+    std::map<std::string, EWidgetParameterType> m_events = {{"FLASH", eParamTypeText}, {"LAMP", eParamTypeText},
+                                                            {"BLINK", eParamTypeNumeric}};
+    std::map<std::string, std::string> m_values;
+    bool m_readable = true;
+
+private:
+    bool write(UniqueWidgetID const& id, std::string const& a, std::string const& v)
+    {
+        m_values[a] = v;
+        m_writes.push_back(id.toString() + " " + a + "=" + v);
+        return true;
+    }
+
+    std::vector<std::string> m_writes;
+};
+
+typedef std::vector<std::string> Writes;
+
+class AttributeTest : public PDLTest
+{
+protected:
+    void SetUp() override
+    {
+        PDLTest::SetUp();
+        PDLInterpreter::s_logLevel = 5;
+        m_pState = PDLPanelState::createInstance();
+        m_pManager = PDLPhysicalWidgetManager::createInstance();
+        m_pManager->setPanelFeedbackInterface(&m_hw);
+        m_pWidget = m_pManager->getWidget(UniqueWidgetID(1, 0, 3, 17));
+        m_hw.take();
+        m_log.str("");
+    }
+    void TearDown() override
+    {
+        PDLPhysicalWidgetManager::destroyInstance();
+        PDLPanelState::destroyInstance();
+        PDLTest::TearDown();
+    }
+    bool subscribed(std::string const& fid) const
+    {
+        PDLStateEntry* pEntry = m_pState->findStateEntry(fid);
+        return pEntry != nullptr && pEntry->hasSubscribers();
+    }
+
+    ModelFeedback m_hw;
+    PDLPanelState* m_pState = nullptr;
+    PDLPhysicalWidgetManager* m_pManager = nullptr;
+    PDLPhysicalWidget* m_pWidget = nullptr;
+};
+} // namespace
+
+TEST_F(AttributeTest, ParameterTypesDecideHowValuesAreWrittenAndRead)
+{
+    struct Case
+    {
+        char const* m_attribute;
+        PDLVariant m_value;
+        Writes m_writes;
+        std::string m_readBack;
+        PDLVariant::EKind m_readKind;
+    };
+    std::vector<Case> const cases = {
+        {"LAMP", PDLVariant("TRUE"), {"1.0.3.17 LAMP=1"}, "ON", PDLVariant::eBool},
+        {"LAMP", PDLVariant("1"), {"1.0.3.17 LAMP=0"}, "OFF", PDLVariant::eBool},
+        {"LEVEL", PDLVariant("42"), {"1.0.3.17 LEVEL=42"}, "42", PDLVariant::eInt},
+        {"LEVEL", PDLVariant(2.75f), {"1.0.3.17 LEVEL=2"}, "2", PDLVariant::eInt},
+        {"LABEL", PDLVariant(7), {"1.0.3.17 LABEL=7"}, "7", PDLVariant::eString},
+        {"NAME", PDLVariant("Cam"), {"1.0.3.17 NAME=Cam"}, "Cam", PDLVariant::eString},
+        // A type the core does not handle is kept but neither written nor read.
+        {"ODD", PDLVariant("x"), {}, "", PDLVariant::eInvalid},
+        // An unknown attribute changes nothing.
+        {"NOPE", PDLVariant("x"), {}, "", PDLVariant::eInvalid},
+    };
+    for (Case const& c : cases)
+    {
+        SCOPED_TRACE(c.m_attribute);
+        m_pWidget->setAttributeValue(c.m_attribute, c.m_value);
+        EXPECT_EQ(c.m_writes, m_hw.take());
+        PDLVariant const read = m_pWidget->getAttributeValue(c.m_attribute);
+        EXPECT_EQ(c.m_readKind, read.getKind());
+        EXPECT_EQ(c.m_readBack, read.getString());
+    }
+    EXPECT_EQ(1, countInLog("set: unknown attribute 'NOPE' for widget 1.0.3.17"));
+    EXPECT_EQ(1, countInLog("get: unknown attribute 'NOPE' for widget 1.0.3.17"));
+
+    // The text forms hand a String over; the attribute's kind decides the conversion.
+    m_pManager->setWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LAMP", "TRUE");
+    m_pManager->setWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LEVEL", "-3");
+    EXPECT_EQ((Writes{"1.0.3.17 LAMP=1", "1.0.3.17 LEVEL=-3"}), m_hw.take());
+    EXPECT_EQ("-3", m_pManager->getWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LEVEL"));
+    EXPECT_EQ("", m_pManager->getWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "NOPE"));
+}
+
+TEST_F(AttributeTest, RecordsSuppressRepeatsFallBackOnFailedReadsAndAnswerPressed)
+{
+    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
+    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
+    EXPECT_EQ((Writes{"1.0.3.17 LABEL=A"}), m_hw.take());
+
+    // A read takes the hardware's value; a failed read keeps the one known.
+    m_hw.m_values["LABEL"] = "B";
+    EXPECT_EQ("B", m_pWidget->getAttributeValue("LABEL").getString());
+    m_hw.m_values["LABEL"] = "C";
+    m_hw.m_readable = false;
+    EXPECT_EQ("B", m_pWidget->getAttributeValue("LABEL").getString());
+
+    // The press state, as a text, from the hardware event names only.
+    struct Step
+    {
+        char const* m_event;
+        char const* m_pressed;
+    };
+    for (Step const& step : {Step{"DOWN", "TRUE"}, Step{"MOVE", "TRUE"}, Step{"UP", "FALSE"}, Step{"DPOP", "TRUE"},
+                             Step{"down", "TRUE"}, Step{"UP", "FALSE"}})
+    {
+        m_pWidget->sendEvent(step.m_event);
+        PDLVariant const pressed = m_pWidget->getAttributeValue("PRESSED");
+        EXPECT_EQ(PDLVariant::eString, pressed.getKind()) << step.m_event;
+        EXPECT_EQ(step.m_pressed, pressed.getString()) << step.m_event;
+    }
+    EXPECT_EQ(Writes{}, m_hw.take());
+}
+
+TEST_F(AttributeTest, ConnectionsFollowTheStateUntilAPlainWrite)
+{
+    m_pState->setValueString("DEV.NAME", "Cam 1");
+    m_pWidget->connect("LABEL", "DEV.NAME");
+    EXPECT_EQ((Writes{"1.0.3.17 LABEL=Cam 1"}), m_hw.take());
+    EXPECT_TRUE(subscribed("DEV.NAME"));
+
+    // Only a changed value is written; every connected attribute is looked at.
+    m_pState->setValueInt("DEV.GAIN", 4);
+    m_pWidget->connect("LEVEL", "DEV.GAIN");
+    m_pState->setValueString("DEV.NAME", "Cam 2");
+    m_pWidget->update();
+    EXPECT_EQ((Writes{"1.0.3.17 LEVEL=4", "1.0.3.17 LABEL=Cam 2"}), m_hw.take());
+    m_pWidget->update();
+    EXPECT_EQ(Writes{}, m_hw.take());
+
+    // A second connect moves the attribute; a plain write ends the connection for good.
+    m_pWidget->connect("LABEL", "DEV.OTHER");
+    EXPECT_FALSE(subscribed("DEV.NAME"));
+    EXPECT_EQ("DEV.OTHER", m_pWidget->getConnection("LABEL"));
+    m_pWidget->setAttributeValue("LEVEL", PDLVariant(4));
+    EXPECT_FALSE(subscribed("DEV.GAIN"));
+    EXPECT_EQ("", m_pWidget->getConnection("LEVEL"));
+    m_hw.take();
+    m_pState->setValueInt("DEV.GAIN", 9);
+    m_pWidget->update();
+    EXPECT_EQ((Writes{}), m_hw.take());
+
+    // Receive events: an attribute wins over an event of the same name; a trigger fires only the
+    // events connected to its function id.
+    m_pWidget->connect("FLASH", "DEV.ALARM");
+    m_pWidget->connect("BLINK", "DEV.CUE");
+    m_pWidget->connect("LAMP", "DEV.CUE");
+    EXPECT_EQ("", m_pWidget->getEventConnection("LAMP"));
+    EXPECT_EQ("DEV.CUE", m_pWidget->getConnection("LAMP"));
+    m_hw.take();
+    m_pWidget->triggerMFDriverEvent("DEV.ALARM", "3");
+    EXPECT_EQ((Writes{"1.0.3.17 !FLASH=3"}), m_hw.take());
+    m_pWidget->connect("NOPE", "DEV.CUE");
+    EXPECT_EQ(1, countInLog("connect: 'NOPE' is not a known attribute / receive event for widget 1.0.3.17"));
+
+    // The widget's subscriptions go with it.
+    m_pManager->removeWidgetsOfModule(UniqueModuleID(1, 0, 3));
+    EXPECT_FALSE(subscribed("DEV.ALARM"));
+    EXPECT_FALSE(subscribed("DEV.CUE"));
+    EXPECT_FALSE(subscribed("DEV.OTHER"));
+}
+
+TEST_F(AttributeTest, AScaledConnectionIsWrittenAgainOnEveryUpdate)
+{
+    m_pState->setValueInt("DEV.FADER", 10);
+    m_pWidget->setScaler("LABEL", PDLScaler::create("PERCENT"));
+    m_pWidget->connect("LABEL", "DEV.FADER");
+    m_pWidget->update();
+    Writes const writes = m_hw.take();
+    ASSERT_EQ(2u, writes.size());
+    EXPECT_EQ(writes[0], writes[1]);
+    EXPECT_NE("1.0.3.17 LABEL=10", writes[0]);
+    // A plain write drops the scaler.
+    m_pWidget->setAttributeValue("LABEL", PDLVariant("x"));
+    EXPECT_EQ(nullptr, m_pWidget->getScaler("LABEL"));
+}
+
+TEST_F(AttributeTest, OverridesStackWithTheNewestInForce)
+{
+    m_hw.m_values["LABEL"] = "hw";
+    struct Step
+    {
+        char m_op; // o override, r restore, s plain set
+        char const* m_overrider;
+        char const* m_value;
+        Writes m_writes;
+    };
+    std::vector<Step> const steps = {
+        {'o', "A", "a1", {"1.0.3.17 LABEL=a1"}},
+        {'o', "A", "a1", {}},                     // same value by the same overrider: nothing
+        {'o', "B", "a1", {"1.0.3.17 LABEL=a1"}},  // same value by a new one: pushed and written
+        {'o', "A", "a2", {}},                     // a hidden overrider changes its value unseen
+        {'s', "", "plain", {"1.0.3.17 LABEL=a1"}}, // the value under the overrides changes unseen
+        {'r', "C", "", {"1.0.3.17 LABEL=a1"}},    // no override of C: the front is written again
+        {'r', "B", "", {"1.0.3.17 LABEL=a2"}},    // B goes, A's new value shows
+        {'r', "A", "", {"1.0.3.17 LABEL=plain"}}, // the last goes, the plain value shows
+        {'r', "A", "", {}},                       // nothing overridden: nothing written
+    };
+    for (Step const& step : steps)
+    {
+        SCOPED_TRACE(std::string(1, step.m_op) + step.m_overrider + step.m_value);
+        if (step.m_op == 'o')
+            m_pWidget->overrideAttributeValue(step.m_overrider, "LABEL", PDLVariant(step.m_value));
+        else if (step.m_op == 'r')
+            m_pWidget->restoreAttributeValue(step.m_overrider, "LABEL");
+        else
+            m_pWidget->setAttributeValue("LABEL", PDLVariant(step.m_value));
+        EXPECT_EQ(step.m_writes, m_hw.take());
+        if (step.m_op == 'o' && std::string(step.m_overrider) == "A")
+        {
+            // Reads give the value under the overrides, without asking the hardware.
+            m_hw.m_values["LABEL"] = "changed";
+            EXPECT_EQ("hw", m_pWidget->getAttributeValue("LABEL").getString());
+        }
+    }
+    EXPECT_TRUE(m_pWidget->getOverrides("LABEL").empty());
+
+    // A connection keeps running under an override; the last restore shows its latest value.
+    m_pState->setValueString("DEV.NAME", "one");
+    m_pWidget->connect("LABEL", "DEV.NAME");
+    m_pManager->overrideWidgetAttributeValue("X", UniqueWidgetID(1, 0, 3, 17), "LABEL", "held");
+    m_pState->setValueString("DEV.NAME", "two");
+    m_pWidget->update();
+    m_pManager->restoreWidgetAttributeValue("X", UniqueWidgetID(1, 0, 3, 17), "LABEL");
+    EXPECT_EQ((Writes{"1.0.3.17 LABEL=one", "1.0.3.17 LABEL=held", "1.0.3.17 LABEL=held", "1.0.3.17 LABEL=two"}),
+              m_hw.take());
+    m_pWidget->overrideAttributeValue("X", "NOPE", PDLVariant(1));
+    m_pWidget->restoreAttributeValue("X", "NOPE");
+    EXPECT_EQ(1, countInLog("override: unknown attribute 'NOPE' for widget 1.0.3.17"));
+    EXPECT_EQ(1, countInLog("restore: unknown attribute 'NOPE' for widget 1.0.3.17"));
+}
+
+TEST_F(AttributeTest, DefaultsResetTheHardwareButNotTheRecords)
+{
+    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
+    PDLPhysicalWidget* pOther = m_pManager->getWidget(UniqueWidgetID(0, 4, 3, 1));
+    m_hw.take();
+    m_pManager->deinit();
+    EXPECT_EQ((Writes{"0.4.3.1 default", "1.0.3.17 default"}), m_hw.take());
+    EXPECT_EQ(pOther, m_pManager->getWidget(UniqueWidgetID(0, 4, 3, 1)));
+    // The record still holds "A": writing it again is suppressed though the hardware was reset.
+    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
+    EXPECT_EQ(Writes{}, m_hw.take());
+
+    // A widget id used twice keeps the older widget and counts an error.
+    uint32_t const errors = PDLParseInfo::m_errorCount;
+    m_pManager->addWidget(UniqueWidgetID(0, 4, 3, 1));
+    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
+    EXPECT_EQ(pOther, m_pManager->findWidget(UniqueWidgetID(0, 4, 3, 1)));
+    EXPECT_EQ(Writes{}, m_hw.take());
+    // Removing module 3 of group 4 leaves module 3 of group 0.
+    m_pManager->removeWidgetsOfModule(UniqueModuleID(0, 4, 3));
+    EXPECT_EQ(nullptr, m_pManager->findWidget(UniqueWidgetID(0, 4, 3, 1)));
+    EXPECT_EQ(m_pWidget, m_pManager->findWidget(UniqueWidgetID(1, 0, 3, 17)));
+    EXPECT_EQ("conn phys widget 1.0.3.17", m_pWidget->getDescription(5));
+    EXPECT_EQ(static_cast<IWidgetControl*>(m_pManager), getInterface<IWidgetControl>(m_pManager));
+}
+
+TEST_F(AttributeTest, SetAttrCutsTheIdByItsFieldMasks)
+{
+    struct Case
+    {
+        std::string m_line;
+        std::string m_output;
+        Writes m_writes;
+    };
+    std::vector<Case> const cases = {
+        {"setAttr 1 37 3 17 LABEL hi", "", {"1.5.3.17 default", "1.5.3.17 LABEL=hi"}},
+        {"setAttr 1 0 3 17 LEVEL 12", "", {"1.0.3.17 LEVEL=12"}},
+        {"setAttr x 0 3 17 LAMP TRUE", "", {"0.0.3.17 default", "0.0.3.17 LAMP=1"}},
+        {"setAttr 1 2 3 4 LABEL",
+         "command format: setAttr <workplace id> <group id> <module id> <widget id> <attrib> <value>\n",
+         {}},
+    };
+    for (Case const& c : cases)
+    {
+        CoutCapture capture;
+        rtk::CmdProcessor::getInstance()->execute(c.m_line);
+        EXPECT_EQ(c.m_output, capture.text()) << c.m_line;
+        EXPECT_EQ(c.m_writes, m_hw.take()) << c.m_line;
+    }
+    EXPECT_EQ(nullptr, m_pManager->findWidget(UniqueWidgetID(1, 2, 3, 4)));
+}
