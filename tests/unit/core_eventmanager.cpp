@@ -1,4 +1,5 @@
 #include "core_fixture.h"
+#include "core_idlemacrosystem.h"
 
 #include "pdlbaseclasses.h"
 #include "pdleventmanager.h"
@@ -12,7 +13,6 @@
 #include "rtk/thread.h"
 
 #include <basekit/uniqueids.h>
-#include <interfaces/imacrosystem.h>
 
 #include <functional>
 #include <iostream>
@@ -81,24 +81,6 @@ bool waitIdle(PDLEventManager* pManager)
     }
     return false;
 }
-
-// A macro system with no macro armed anywhere.
-class IdleMacroSystem : public IMacroSystem
-{
-public:
-    IInterface* queryInterface(unsigned int) override { return nullptr; }
-    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
-    bool startPreMacro(UniqueWidgetID const&) override { return false; }
-    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
-    void afterDownFirst(UniqueWidgetID const&) override {}
-    void afterDownLast(UniqueWidgetID const&) override {}
-    bool hasMacro(UniqueWidgetID const&) override { return false; }
-    void setMacroLevel(UniqueWidgetID const&, std::string const&) override {}
-    std::string getMacroLevel(UniqueWidgetID const&) override { return "DEFAULT"; }
-    void afterDownSecond(UniqueWidgetID const&) override {}
-    void onHold(UniqueWidgetID const&) override {}
-    void onUp(UniqueWidgetID const&) override {}
-};
 
 class CoreEventTest : public CoreTest
 {

@@ -1,4 +1,5 @@
 #include "core_fixture.h"
+#include "core_idlemacrosystem.h"
 #include "udppeer.h"
 
 #include "pdlphysicalwidget.h"
@@ -37,8 +38,10 @@ TEST_F(CoreSimulatorModeTest, WritesReachTheSimulatorAndItsEventsTheCore)
     installDriver();
     UdpPeer simulator;
     ASSERT_TRUE(simulator.isOpen());
+    IdleMacroSystem macroSystem; // outlives the panel
     std::unique_ptr<VirtualPanel> pPanel(new VirtualPanel);
     ASSERT_TRUE(pPanel->create(VirtualPanel::eModeSimulator, simulator.address()));
+    pPanel->setMacroSystemInterface(&macroSystem);
     EXPECT_EQ("HELLO 1", simulator.receive());
 
     // A control announced by the MHL parser is made and reset; a text write reaches both receivers.
