@@ -22,7 +22,8 @@
 #include <iostream>
 
 HostShell::HostShell(VirtualPanel* pPanel)
-    : m_pPanel(pPanel), m_pHwSimulation(nullptr), m_pInterrupt(nullptr), m_quit(false), m_engineHeld(false)
+    : m_pPanel(pPanel), m_pHwSimulation(nullptr), m_pInterrupt(nullptr), m_quit(false), m_engineHeld(false),
+      m_gaveUpAtPass(~0ul)
 {
     // The simulated driver tells whether it still has reports to deliver; another driver library may
     // not, and then only the engine is waited for.
@@ -105,10 +106,16 @@ void HostShell::waitIdle()
             {
                 return;
             }
+            // Given up already, and nothing has run since: the same loop would only run again.
+            if (pEventManager->getPassCount() == m_gaveUpAtPass)
+            {
+                return;
+            }
             if (leftoverPasses == s_maxLeftoverPasses)
             {
                 std::cout << "sync: events still wait after " << s_maxLeftoverPasses
                           << " further passes; the event loop does not settle" << std::endl;
+                m_gaveUpAtPass = pEventManager->getPassCount();
                 return;
             }
             ++leftoverPasses;

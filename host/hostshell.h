@@ -50,6 +50,8 @@ private:
     std::atomic<bool> m_quit;
     // The shell's thread holds the interpreter mutex (engineHold on): events only queue.
     bool m_engineHeld;
+    // The engine's pass count when waitIdle last gave up on a loop that does not settle.
+    unsigned long m_gaveUpAtPass;
 };
 
 #endif
