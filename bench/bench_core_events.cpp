@@ -8,6 +8,7 @@
 #include "rtk/thread.h"
 
 #include <basekit/uniqueids.h>
+#include <interfaces/imacrosystem.h>
 
 #include <benchmark/benchmark.h>
 
@@ -35,6 +36,24 @@ bool prepareDriver()
     return true;
 }
 
+// The host's macro system with nothing armed; the hardware event path needs one.
+class NoMacroSystem : public IMacroSystem
+{
+public:
+    IInterface* queryInterface(unsigned int) override { return nullptr; }
+    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
+    bool startPreMacro(UniqueWidgetID const&) override { return false; }
+    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
+    void afterDownFirst(UniqueWidgetID const&) override {}
+    void afterDownLast(UniqueWidgetID const&) override {}
+    bool hasMacro(UniqueWidgetID const&) override { return false; }
+    void setMacroLevel(UniqueWidgetID const&, std::string const&) override {}
+    std::string getMacroLevel(UniqueWidgetID const&) override { return "DEFAULT"; }
+    void afterDownSecond(UniqueWidgetID const&) override {}
+    void onHold(UniqueWidgetID const&) override {}
+    void onUp(UniqueWidgetID const&) override {}
+};
+
 void BM_SendEventThroughMainLoop(benchmark::State& state)
 {
     if (!rtk::LogManager::hasInstance())
@@ -46,12 +65,14 @@ void BM_SendEventThroughMainLoop(benchmark::State& state)
         state.SkipWithError("no bin/libmoduledriver.so (set VP_BENCH_DRIVER to a driver library)");
         return;
     }
+    NoMacroSystem macroSystem;
     VirtualPanel panel;
     if (!panel.create(VirtualPanel::eModeHardware, ""))
     {
         state.SkipWithError("create failed");
         return;
     }
+    panel.setMacroSystemInterface(&macroSystem);
     panel.releaseMutex();
     PDLEventManager* pManager = PDLEventManager::getInstance();
     int const burst = static_cast<int>(state.range(0));
