@@ -80,7 +80,7 @@ public:
     bool setPorts(int workplaceID, std::string const& ports) override
     {
         record("IHwModuleManager::setPorts(" + std::to_string(workplaceID) + "," + ports + ")");
-        return true;
+        return succeeds("setPorts");
     }
     void startHardwareUpdate() override { record("IHwModuleManager::startHardwareUpdate()"); }
     void stopHardwareUpdate() override { record("IHwModuleManager::stopHardwareUpdate()"); }

@@ -17,7 +17,8 @@ void reset();
 std::vector<std::string> getCalls();
 // Whether the driver answers the interface id (1001, 1004, 1006, 1010, 1011).
 void setOffered(unsigned int id, bool offered);
-// Makes parseWidgetTypes, parseModuleTypes or parseModuleConfigOverride (by that name) return false.
+// Makes parseWidgetTypes, parseModuleTypes, parseModuleConfigOverride or setPorts (by that name)
+// return false.
 void setFailing(std::string const& operation, bool failing);
 // What the core handed to the driver.
 IPanelEvent* getPanelEvent();
