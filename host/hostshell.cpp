@@ -313,15 +313,19 @@ bool HostShell::shellCmdWidgetDefaults(rtk::CmdParameters& params)
         }
         UniqueWidgetID const id((fields[0] << 29) | (fields[1] << 24) | (fields[2] << 16) | fields[3]);
         PDLPhysicalWidget* pWidget = found ? PDLPhysicalWidgetManager::getInstance()->findWidget(id) : nullptr;
-        if (pWidget != nullptr)
+        if (!found)
         {
-            pWidget->setAllAttributesToDefault();
+            std::cout << "widgetDefaults: bad widget position \"" << params.get(0) << " " << params.get(1) << " "
+                      << params.get(2) << " " << params.get(3) << "\"" << std::endl;
+        }
+        else if (pWidget == nullptr)
+        {
+            std::cout << "widgetDefaults: no widget " << id << std::endl;
+            found = false;
         }
         else
         {
-            std::cout << "widgetDefaults: no widget " << params.get(0) << "." << params.get(1) << "."
-                      << params.get(2) << "." << params.get(3) << std::endl;
-            found = false;
+            pWidget->setAllAttributesToDefault();
         }
     }
     PDLInterpreter::mutexGive();
