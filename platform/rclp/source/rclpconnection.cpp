@@ -111,7 +111,18 @@ void RCLPConnection::disconnect()
 
 void RCLPConnection::updateState(std::string const& fid, ParameterValue const& value)
 {
-    send(RCLPWire::formatUpdate(fid, value.getText()));
+    // A change is sent to every subscribed connection in a row on the writer's thread: the line is
+    // made once.
+    thread_local std::string t_fid;
+    thread_local std::string t_value;
+    thread_local std::string t_line;
+    if (t_line.empty() || fid != t_fid || value.getText() != t_value)
+    {
+        t_line = RCLPWire::formatUpdate(fid, value.getText());
+        t_fid = fid;
+        t_value = value.getText();
+    }
+    send(t_line);
 }
 
 void RCLPConnection::trigger(std::string const& fid, ParameterValue const& value)
