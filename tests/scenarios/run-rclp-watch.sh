@@ -51,10 +51,14 @@ address=127.0.0.1:$port
 [[ $? == 2 ]] || fail "a bad pattern does not give status 2"
 grep -qF 'rclp: bad pattern "DEMO.[A:2-1]": ' "$work/bad" || fail "no clear message for a bad pattern: $(cat "$work/bad")"
 
+# An entry that exists before the watch: its present value is the watch's first line, which also
+# tells that the subscription stands.
+echo "stateSet DEMO.FADER.LEVEL 0" >&3
+echo "stateGet DEMO.FADER.LEVEL" >&3
+wait_for "$work/stdout" "DEMO.FADER.LEVEL=0" || fail "the shell does not answer"
 "$rclp" --count 5 watch "$address" 'DEMO.[A:*].[B:*]' >"$work/watch" 2>&1 &
 watch_pid=$!
-wait_for "$work/stderr" " Connected" || fail "the watch did not connect"
-sleep 0.2
+wait_for "$work/watch" "update DEMO.FADER.LEVEL=0" || fail "the watch did not get the present value"
 echo "stateSet DEMO.FADER.LEVEL 42" >&3
 wait_for "$work/watch" "update DEMO.FADER.LEVEL=42" || fail "the shell's change did not arrive"
 "$rclp" set "$address" DEMO.FADER.TOUCH 1 || fail "rclp set"
@@ -74,7 +78,7 @@ status=$?
 panel_pid=
 [[ $status == 0 ]] || fail "panelhost ended with $status"
 
-expected='update DEMO.FADER.LEVEL=
+expected='update DEMO.FADER.LEVEL=0
 update DEMO.FADER.LEVEL=42
 update DEMO.FADER.TOUCH=
 update DEMO.FADER.TOUCH=1
