@@ -9,6 +9,7 @@
 
 #include "virtualpanel.h"
 
+#include "rclp/rclplistener.h"
 #include "rtk/cmd.h"
 #include "rtk/log.h"
 #include "rtk/path.h"
@@ -41,6 +42,8 @@ struct Options
     bool m_testMode = false;
     bool m_exitOnLoadFailure = false;
     bool m_rclp = false;
+    std::string m_rclpAddress; // --rclp-listen: empty keeps the core's address and port
+    int m_rclpPort = -1;
     std::string m_logFile;
     int m_logLevel = 0;
     std::string m_script;
@@ -65,7 +68,8 @@ void usage()
     std::cerr
         << "Usage: panelhost [--workdir DIR] [--mode hardware|simulator|flagged] [--simulator ADDRESS]\n"
            "                 [--workplaces FILE] [--test-mode] [--module-override FILE]\n"
-           "                 [--exit-on-load-failure] [--rclp] [--log FILE] [--log-level N] [--script FILE]"
+           "                 [--exit-on-load-failure] [--rclp] [--rclp-listen ADDRESS:PORT]\n"
+           "                 [--log FILE] [--log-level N] [--script FILE]"
         << std::endl;
 }
 
@@ -127,6 +131,24 @@ bool parseOptions(int argc, char** argv, Options& options)
             options.m_exitOnLoadFailure = true;
         else if (option == "--rclp")
             options.m_rclp = true;
+        else if (option == "--rclp-listen")
+        {
+            // For tests: another address and port than the fixed ones (port 0: any free port).
+            if (!value(text))
+                return false;
+            size_t const colon = text.rfind(':');
+            char* pEnd = nullptr;
+            long const port = colon == std::string::npos ? -1 : std::strtol(text.c_str() + colon + 1, &pEnd, 10);
+            if (colon == std::string::npos || colon == 0 || colon + 1 == text.size() || *pEnd != '\0' ||
+                port < 0 || port > 65535)
+            {
+                std::cerr << "panelhost: bad listen address \"" << text << "\", expected ADDRESS:PORT" << std::endl;
+                return false;
+            }
+            options.m_rclp = true;
+            options.m_rclpAddress = text.substr(0, colon);
+            options.m_rclpPort = static_cast<int>(port);
+        }
         else if (option == "--log")
         {
             if (!value(options.m_logFile))
@@ -382,10 +404,13 @@ int main(int argc, char** argv)
         return 3;
     }
     g_pPanel->startHardwareUpdate();
-    // The remote control listener (startRCLPListener) comes here, when asked for, once the core offers it.
     if (options.m_rclp)
     {
-        std::cerr << "panelhost: the remote control listener is not available yet" << std::endl;
+        if (options.m_rclpPort >= 0)
+        {
+            RCLPListener::setListenOverride(options.m_rclpAddress, options.m_rclpPort);
+        }
+        g_pPanel->startRCLPListener();
     }
     g_pPanel->releaseMutex();
 

@@ -11,6 +11,7 @@ class IMacroSystem;
 class IPanelFeedback;
 class PDLInterpreter;
 class RCLPConnector;
+class RCLPListener;
 
 // A part of the panel that offers interfaces.
 class Component : public virtual IInterface
@@ -34,6 +35,14 @@ public:
     void setFunctionIDInterface(IFunctionID* pFunctionID) const;
     void setMacroSystemInterface(IMacroSystem* pMacroSystem) const;
 
+    // Listens for remote control clients on port 56662 of every local address, handing them to the
+    // connector. Stopping ends the listening; connected clients stay.
+    void startRCLPListener();
+    void stopRCLPListener();
+    // Null unless the listener runs.
+    RCLPListener* getRCLPListener() const { return m_pRCLPListener; }
+    RCLPConnector* getRCLPConnector() const { return m_pRCLPConnector; }
+
     // Told the name of each object of the core right after it was made and right after it was deleted
     // ("+Name" / "-Name"); for tests that check the order. Null (the default) tells nobody.
     typedef void (*LifecycleHook)(char const* pWhat);
@@ -48,6 +57,7 @@ private:
 
     PDLInterpreter* m_pInterpreter;
     RCLPConnector* m_pRCLPConnector;
+    RCLPListener* m_pRCLPListener;
 
     static LifecycleHook s_lifecycleHook;
 };

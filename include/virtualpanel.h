@@ -70,6 +70,9 @@ public:
     void stopHardwareUpdate();
     void startDiagnosis();
     void stopDiagnosis();
+    // Remote control clients: listening on port 56662, and its end (connected clients stay).
+    void startRCLPListener();
+    void stopRCLPListener();
 
     // Takes effect only before the first run-time error report.
     void setInterpreterLogLevel(int level);

@@ -8,6 +8,9 @@
 #include "pdlphysicalwidget.h"
 #include "rclpserver.h"
 
+#include "rclp/rclplistener.h"
+#include "rtk/hostaddress.h"
+
 PanelFunctionSystem::LifecycleHook PanelFunctionSystem::s_lifecycleHook = nullptr;
 
 void PanelFunctionSystem::setLifecycleHook(LifecycleHook hook)
@@ -23,7 +26,8 @@ void PanelFunctionSystem::notifyLifecycle(char const* pWhat)
     }
 }
 
-PanelFunctionSystem::PanelFunctionSystem() : m_pInterpreter(nullptr), m_pRCLPConnector(nullptr)
+PanelFunctionSystem::PanelFunctionSystem()
+    : m_pInterpreter(nullptr), m_pRCLPConnector(nullptr), m_pRCLPListener(nullptr)
 {
     create();
 }
@@ -51,6 +55,8 @@ void PanelFunctionSystem::create()
 
 PanelFunctionSystem::~PanelFunctionSystem()
 {
+    // No new client may reach the connector while the core goes away.
+    stopRCLPListener();
     PDLEventManager::getInstance()->deinit();
     PDLModuleManager::destroyInstance();
     notifyLifecycle("-PDLModuleManager");
@@ -131,4 +137,21 @@ void PanelFunctionSystem::setFunctionIDInterface(IFunctionID* pFunctionID) const
 void PanelFunctionSystem::setMacroSystemInterface(IMacroSystem* pMacroSystem) const
 {
     PDLEventManager::getInstance()->setMacroSystemInterface(pMacroSystem);
+}
+
+void PanelFunctionSystem::startRCLPListener()
+{
+    if (m_pRCLPListener != nullptr)
+    {
+        return;
+    }
+    m_pRCLPListener = new RCLPListener(RCLPListener::eTransportTCP);
+    m_pRCLPListener->listen(rtk::HostAddress(rtk::HostAddress::eSpecialAny).getAddressString(), 56662,
+                            m_pRCLPConnector);
+}
+
+void PanelFunctionSystem::stopRCLPListener()
+{
+    delete m_pRCLPListener;
+    m_pRCLPListener = nullptr;
 }

@@ -492,6 +492,18 @@ void VirtualPanel::stopDiagnosis()
     pHwModuleManager->stopDiagnosis();
 }
 
+void VirtualPanel::startRCLPListener()
+{
+    RTK_ASSERT(m_pPanelFunctionSystem);
+    m_pPanelFunctionSystem->startRCLPListener();
+}
+
+void VirtualPanel::stopRCLPListener()
+{
+    RTK_ASSERT(m_pPanelFunctionSystem);
+    m_pPanelFunctionSystem->stopRCLPListener();
+}
+
 void VirtualPanel::setInterpreterLogLevel(int level)
 {
     PDLInterpreter::s_logLevel = level;
