@@ -15,7 +15,7 @@
 # Files that another file of the same directory tree includes are not modules of their own: skipped.
 set -uo pipefail
 
-pdlcheck=$1
+pdlcheck=$(cd "$(dirname "$1")" && pwd -P)/$(basename "$1")
 testsdir=$(cd "$2" && pwd -P)
 democonfig=$(cd "$3" && pwd -P)
 failures=0
