@@ -1,5 +1,7 @@
 #include "checker.h"
 
+#include "attributecheck.h"
+
 #include "pdlbaseclasses.h"
 #include "pdlinterpreter.h"
 #include "pdlmodule.h"
@@ -20,6 +22,7 @@
 #include <interfaces/ifunctionid.h>
 #include <logkit/logging.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -427,6 +430,10 @@ FileResult Checker::check(std::string const& file)
     PDLInterpreter::mutexGive();
 
     result.m_diagnostics = readReports(lines);
+    // The configuration's findings in source order, after what the load itself reported.
+    std::stable_sort(configFindings.begin(), configFindings.end(), [](Diagnostic const& a, Diagnostic const& b) {
+        return a.m_file == b.m_file && a.m_line < b.m_line;
+    });
     result.m_diagnostics.insert(result.m_diagnostics.end(), configFindings.begin(), configFindings.end());
     bool anyError = false;
     for (Diagnostic& diagnostic : result.m_diagnostics)
@@ -476,6 +483,7 @@ void Checker::checkWidgets(PDLModule const& module, std::string const& moduleTyp
     {
         checkNumbers(*pSequence, pSequence->getWidgetIDs(), "sequence");
     }
+    checkAttributes(module, *m_pConfig, moduleType, widgets, source, diagnostics);
 }
 
 void Checker::checkExternVariables(PDLModule const& module, std::string const& absolutePath,

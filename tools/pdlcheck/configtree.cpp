@@ -3,7 +3,6 @@
 #include <tinyxml.h>
 
 #include <cstdlib>
-#include <set>
 #include <sys/stat.h>
 
 namespace
@@ -132,4 +131,38 @@ bool ConfigTree::getWidgets(std::string const& type, std::string const& version,
     widgets.swap(bound);
     source = mhlName;
     return true;
+}
+
+bool ConfigTree::getWidgetType(std::string const& type, std::set<std::string>& attributes,
+                               std::set<std::string>& events) const
+{
+    attributes.clear();
+    events.clear();
+    TiXmlDocument doc(m_dir + "/WidgetTypes.xml");
+    if (!doc.LoadFile() || doc.RootElement() == nullptr)
+    {
+        return false;
+    }
+    for (TiXmlElement const* pType = doc.RootElement()->FirstChildElement("widgetType"); pType != nullptr;
+         pType = pType->NextSiblingElement("widgetType"))
+    {
+        if (readText(pType, "name") != type)
+        {
+            continue;
+        }
+        for (TiXmlElement const* pItem = pType->FirstChildElement(); pItem != nullptr;
+             pItem = pItem->NextSiblingElement())
+        {
+            if (pItem->ValueStr() == "attribute")
+            {
+                attributes.insert(readText(pItem, "name"));
+            }
+            else if (pItem->ValueStr() == "receiveEvent")
+            {
+                events.insert(readText(pItem, "name"));
+            }
+        }
+        return true;
+    }
+    return false;
 }

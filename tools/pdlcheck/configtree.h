@@ -7,6 +7,7 @@
 // nothing: reporting on them is the driver's business, not the checker's.
 
 #include <map>
+#include <set>
 #include <string>
 
 struct WidgetInfo
@@ -31,6 +32,11 @@ public:
     // other. source names the file the numbers came from. False when nothing is known of the type.
     bool getWidgets(std::string const& type, std::string const& version, std::map<unsigned int, WidgetInfo>& widgets,
                     std::string& source) const;
+
+    // What a widget type of WidgetTypes.xml offers: attributes to set or connect, and events that can
+    // be triggered on it. False when the type is not described.
+    bool getWidgetType(std::string const& type, std::set<std::string>& attributes,
+                       std::set<std::string>& events) const;
 
     // The MHL file name the panel would choose, relative to the config directory.
     std::string getMHLName(std::string const& type, std::string const& version) const;
