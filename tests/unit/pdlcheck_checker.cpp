@@ -56,6 +56,9 @@ TEST_F(PdlcheckChecker, ReportsWhatALoadReports)
         {"init\n  set(LAMP) 1\nend init\n", FileResult::eErrors, "m.pdl:3: error: set not allowed in this context|"},
         // Declaration faults stand on the declaration's line, not on the module's first.
         {"module $a\n\nmodule @Nope $b\ninit\nend init\n", FileResult::eErrors, "m.pdl:3: error: unknown type 'Nope'|"},
+        {"module $a\nmodule $a\n@T { 1 }\n@T { 2 }\nmodule $b, $b\n", FileResult::eErrors,
+         "m.pdl:2: error: variable 'a' was already declared|m.pdl:4: error: type 'T' was already declared|"
+         "m.pdl:5: error: variable 'b' was already declared|"},
         // Name resolution reports once per scope searched; one diagnostic remains.
         {"widget $w = 1\n  $a := $missing\nend widget\n", FileResult::eErrors,
          "m.pdl:2: error: undeclared variable a|m.pdl:2: error: undeclared variable missing|"},

@@ -136,8 +136,25 @@ bool startsWith(std::string const& text, std::string const& prefix)
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
-// A report of a declaration names what it refuses in single quotes ("unknown type 'T'"): within the
-// lines the construct may span, the first that names it is where the construct stands.
+bool namesWord(std::string const& line, std::string const& name)
+{
+    for (size_t at = line.find(name); at != std::string::npos; at = line.find(name, at + 1))
+    {
+        size_t const after = at + name.size();
+        bool const wordBefore = at > 0 && (std::isalnum(static_cast<unsigned char>(line[at - 1])) || line[at - 1] == '_');
+        bool const wordAfter =
+            after < line.size() && (std::isalnum(static_cast<unsigned char>(line[after])) || line[after] == '_');
+        if (!wordBefore && !wordAfter)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A report of a declaration names what it refuses in single quotes ("unknown type 'T'"). The construct
+// began after the end of the symbol before it: on a later line of the window that names the word, or
+// else on the window's first line.
 void refineLine(Diagnostic& diagnostic)
 {
     size_t const open = diagnostic.m_message.find('\'');
@@ -151,24 +168,10 @@ void refineLine(Diagnostic& diagnostic)
     std::string line;
     for (int number = 1; number <= diagnostic.m_lineUpTo && std::getline(in, line); ++number)
     {
-        if (number < diagnostic.m_line)
+        if (number > diagnostic.m_line && namesWord(line, name))
         {
-            continue;
-        }
-        // The name as a word of its own.
-        size_t at = line.find(name);
-        while (at != std::string::npos)
-        {
-            bool const wordBefore = at > 0 && (std::isalnum(static_cast<unsigned char>(line[at - 1])) || line[at - 1] == '_');
-            size_t const after = at + name.size();
-            bool const wordAfter =
-                after < line.size() && (std::isalnum(static_cast<unsigned char>(line[after])) || line[after] == '_');
-            if (!wordBefore && !wordAfter)
-            {
-                diagnostic.m_line = number;
-                return;
-            }
-            at = line.find(name, at + 1);
+            diagnostic.m_line = number;
+            return;
         }
     }
 }
