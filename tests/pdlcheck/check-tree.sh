@@ -3,8 +3,9 @@
 #   check-tree.sh PDLCHECK TESTSDIR DEMOCONFIG
 #
 # What each file is expected to give:
-#   - a file X.pdl with a sidecar X.pdl.pdlcheck: exactly the lines of the sidecar (paths relative to
-#     the file's directory, written as ./NAME) and exit status 1 when a line says "error:";
+#   - a file X.pdl with a sidecar X.pdl.pdlcheck: exactly the lines of the sidecar and exit status 1
+#     when a line says "error:". pdlcheck runs in the file's directory on ./X.pdl; the directory's path
+#     in messages is written as ./;
 #   - a PDL file of a scenario (tests/scenarios/NAME/config/...): it is checked against the scenario's
 #     config tree (on top of the demo's when the scenario uses it). The scenario's stderr-contains is
 #     the expectation: every parser message "@WORK@/config/FILE(LINE): TEXT" must come out as
@@ -14,7 +15,8 @@
 #     "@WORK@/config/FILE(LINE): " of stderr-contains as an error with the report's text; any other
 #     file must give status 0 (its reports come from running it);
 #   - any other file: status 0 and no error.
-# Files that another file of the same directory tree includes are not modules of their own: skipped.
+# Files that another PDL file includes (of the same scenario, or anywhere below the tests directory) are
+# not modules of their own: skipped.
 set -uo pipefail
 
 pdlcheck=$(cd "$(dirname "$1")" && pwd -P)/$(basename "$1")
@@ -39,6 +41,7 @@ check_sidecar() {  # FILE
   dir=$(dirname "$file")
   out=$(cd "$dir" && "$pdlcheck" "./$(basename "$file")")
   status=$?
+  out=${out//$dir\//./}
   expected=0
   grep -q ': error: ' "$file.pdlcheck" && expected=1
   if [[ $status -ne $expected ]] || ! diff -u "$file.pdlcheck" <(printf '%s\n' "$out" | sed '/^$/d'); then
@@ -120,7 +123,7 @@ while IFS= read -r -d '' file; do
     check_scenario_file "$scenario" "${BASH_REMATCH[2]}"
     continue
   fi
-  if is_included "$file" "$(dirname "$file")"; then
+  if is_included "$file" "$testsdir"; then
     continue
   fi
   out=$("$pdlcheck" "$file")
