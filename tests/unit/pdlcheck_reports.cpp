@@ -52,6 +52,8 @@ TEST(PdlcheckReports, EachReportFormGivesOneDiagnostic)
         {"include name over several lines", {"Failed to open include file \"/a/", "b", "\"", "/a/m.pdl(9): syntax error"},
          "/src/inc.pdl:7: warning: Failed to open include file \"/a/\\nb\\n\"|/a/m.pdl:9: error: syntax error|"},
         {"too deep", {"Includes nested too deeply"}, "/src/inc.pdl:7: warning: Includes nested too deeply|"},
+        {"unreadable source", {"Failed to read file \"/a/x.pdl\": Is a directory"},
+         "/src/inc.pdl:7: error: Failed to read file \"/a/x.pdl\": Is a directory|"},
         {"anything else is kept", {"something odd"}, ":0: note: something odd|"},
     };
     for (ReportCase const& c : cases)

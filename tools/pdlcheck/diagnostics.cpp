@@ -11,6 +11,7 @@ std::regex const s_categoryLine("^\\[([^\\]]+)\\] (FATAL|ERROR|WARNING|INFO|DEBU
 
 std::string const s_includeFailed = "Failed to open include file \"";
 std::string const s_includeTooDeep = "Includes nested too deeply";
+std::string const s_readFailed = "Failed to read file \"";
 
 bool isReportLevel(std::string const& text, ESeverity& severity)
 {
@@ -160,6 +161,13 @@ std::vector<Diagnostic> readReports(std::vector<CapturedLine> const& lines)
                     break;
                 }
             }
+        }
+        else if (startsWith(text, s_readFailed))
+        {
+            // A source that cannot be read ends its load: an error where the scanner stood.
+            diagnostic.m_file = lines[i - 1].m_scanFile;
+            diagnostic.m_line = lines[i - 1].m_scanLine;
+            diagnostic.m_message = text;
         }
         else if (std::regex_match(text, match, s_positioned) && match[3].length() > 0)
         {

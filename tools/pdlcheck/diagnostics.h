@@ -7,7 +7,8 @@
 //   - parser messages, one line on standard error:            PATH(LINE): MESSAGE
 //   - code object reports, a block in the log:                 (empty line) LEVEL: / PATH(LINE): / text
 //   - log category lines:                                     [Startup] ERROR text
-// and the scanner's two include messages, which carry no position of their own. The reader takes the
+// and the scanner's messages about includes and unreadable sources, which carry no position of their
+// own. The reader takes the
 // captured lines in order and gives one diagnostic per report.
 
 #include <string>
