@@ -1,0 +1,2 @@
+" PDL panel scripts
+autocmd BufRead,BufNewFile *.pdl setfiletype pdl
