@@ -12,6 +12,7 @@
 #include "rtk/log.h"
 #include "rtk/path.h"
 
+#include <basekit/srammanager.h>
 #include <logkit/logging.h>
 
 #include <editline/readline.h>
@@ -42,6 +43,7 @@ struct Options
     std::string m_logFile;
     int m_logLevel = 0;
     std::string m_script;
+    std::string m_sramDirectory;
 };
 
 // Written by the signal handler, read by the input loop.
@@ -63,7 +65,8 @@ void usage()
     std::cerr
         << "Usage: panelhost [--workdir DIR] [--mode hardware|simulator|flagged] [--simulator ADDRESS]\n"
            "                 [--workplaces FILE] [--test-mode] [--module-override FILE]\n"
-           "                 [--exit-on-load-failure] [--rclp] [--log FILE] [--log-level N] [--script FILE]"
+           "                 [--exit-on-load-failure] [--rclp] [--log FILE] [--log-level N] [--script FILE]\n"
+           "                 [--sram-dir DIR]"
         << std::endl;
 }
 
@@ -146,6 +149,11 @@ bool parseOptions(int argc, char** argv, Options& options)
         else if (option == "--script")
         {
             if (!value(options.m_script))
+                return false;
+        }
+        else if (option == "--sram-dir")
+        {
+            if (!value(options.m_sramDirectory))
                 return false;
         }
         else
@@ -337,6 +345,13 @@ int main(int argc, char** argv)
             options.m_logLevel < 5 ? options.m_logLevel : 5);
     }
 
+    // The persistent variables' section lives below the working directory unless placed elsewhere.
+    SRAMManager::createInstance();
+    if (!options.m_sramDirectory.empty())
+    {
+        SRAMManager::getInstance()->setDirectory(options.m_sramDirectory);
+    }
+
     HostFunctionID functionID(std::cout);
     HostMacroSystem macroSystem;
     HostPanelSettings panelSettings;
@@ -405,6 +420,7 @@ int main(int argc, char** argv)
     g_pPanel->stopHardwareUpdate();
     delete g_pPanel;
     g_pPanel = nullptr;
+    SRAMManager::destroyInstance();
     std::cout.flush();
     rtk::LogManager::destroyInstance();
     return 0;
