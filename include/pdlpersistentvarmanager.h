@@ -136,6 +136,8 @@ private:
     void mergeFree(uint32_t handle, uint32_t keepApart);
     void placeText(int slot, unsigned int field, uint32_t oldHandle, std::string const& text,
                    uint32_t destHandle, uint32_t payload, bool forceSplit);
+    uint32_t placeAtBack(int slot, uint32_t oldHandle, std::string const& text, uint32_t destHandle,
+                         uint32_t destSize);
     void writeString(int slot, std::string const& text);
     bool compactStep();
     void moveBlockThrough(int ownerSlot, unsigned int ownerField, uint32_t from, uint32_t hole,

@@ -265,6 +265,22 @@ std::string boundedText(char const* p, unsigned char const* pEnd)
     size_t const room = static_cast<size_t>(pEnd - reinterpret_cast<unsigned char const*>(p));
     return std::string(p, strnlen(p, room));
 }
+
+// Whether the text at p begins with (or, unless prefixOnly, equals) text, never reading past pEnd.
+bool textMatches(char const* p, unsigned char const* pEnd, std::string const& text, bool prefixOnly)
+{
+    if (reinterpret_cast<unsigned char const*>(p) >= pEnd)
+    {
+        // The constant text of a handle that leads nowhere.
+        return prefixOnly ? std::strncmp(p, text.c_str(), text.size()) == 0 : text == p;
+    }
+    size_t const needed = text.size() + (prefixOnly ? 0 : 1);
+    if (static_cast<size_t>(pEnd - reinterpret_cast<unsigned char const*>(p)) < needed)
+    {
+        return false;
+    }
+    return std::memcmp(p, text.c_str(), needed) == 0;
+}
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------
@@ -682,11 +698,19 @@ void PDLPersistentVarManager::placeText(int slot, unsigned int field, uint32_t o
         storeSlotWord(slot, field, destHandle);
     }
     finishBlock(placement);
+    // The free list takes the released block before the rest, as a release before the allocation
+    // would have it; unless the released block follows the rest, which must then be listed to be merged.
+    bool const restFirst = placement.m_split && oldHandle != s_noHandle &&
+                           static_cast<uint64_t>(placement.m_restHandle) + placement.m_restSize + 8 == oldHandle;
+    if (restFirst)
+    {
+        m_freeBlocks.insert(std::make_pair(static_cast<int32_t>(placement.m_restSize), placement.m_restHandle));
+    }
     if (oldHandle != s_noHandle)
     {
         mergeFree(oldHandle, s_noHandle);
     }
-    if (placement.m_split)
+    if (placement.m_split && !restFirst)
     {
         m_freeBlocks.insert(std::make_pair(static_cast<int32_t>(placement.m_restSize), placement.m_restHandle));
     }
@@ -761,11 +785,49 @@ void PDLPersistentVarManager::writeString(int slot, std::string const& text)
         placeText(slot, 8, asideHandle, text, static_cast<uint32_t>(mergedStart), needed, false);
         return;
     }
+    uint32_t const oldLength = static_cast<uint32_t>(oldText.size()) + 1;
+    if (nextFree != s_noHandle)
+    {
+        // The usual case: the old text stands before the free end of the heap. The copy goes to the
+        // back of that free block, so that the old place with the rest of the free block still holds
+        // the new text.
+        uint32_t const nextSize = readHeap(nextFree) & kSizeMask;
+        if (nextSize >= oldLength + 8 && mergedSize >= static_cast<uint64_t>(needed) + oldLength + 8)
+        {
+            uint32_t const asideHandle = placeAtBack(slot, oldHandle, oldText, nextFree, nextSize);
+            placeText(slot, 8, asideHandle, text, static_cast<uint32_t>(mergedStart), needed, false);
+            return;
+        }
+    }
     // No room for a copy: the variable reads "(invalid)" until the new text stands.
     unmarkBlock(oldHandle);
     commitSlot(slot, 5, s_noHandle, false);
     mergeFree(oldHandle, s_noHandle);
     placeText(slot, 8, s_noHandle, text, static_cast<uint32_t>(mergedStart), needed, false);
+}
+
+// Puts text into a new block cut from the back of the free block dest (of size destSize) and makes
+// the slot's value name it instead of oldHandle, which is freed. The free block shrinks before the
+// slot names the new block; until then the new block is a free one. Returns the new handle.
+uint32_t PDLPersistentVarManager::placeAtBack(int slot, uint32_t oldHandle, std::string const& text, uint32_t destHandle,
+                                              uint32_t destSize)
+{
+    uint32_t const length = static_cast<uint32_t>(text.size()) + 1;
+    uint32_t const rest = destSize - length - 8;
+    uint64_t const handle = static_cast<uint64_t>(destHandle) + 8 + rest;
+    readHeap(static_cast<uint64_t>(destHandle) + 4 + destSize);
+    copyToHeap(handle + 4, text.c_str(), length);
+    writeHeap(handle + 4 + length, length | s_allocatedBit);
+    writeHeap(handle, length);
+    writeHeap(handle - 4, rest);
+    eraseFreeEntry(destHandle);
+    writeHeap(destHandle, rest);
+    m_freeBlocks.insert(std::make_pair(static_cast<int32_t>(rest), destHandle));
+    unmarkBlock(oldHandle);
+    commitSlot(slot, 5, static_cast<uint32_t>(handle), false);
+    writeHeap(handle, length | s_allocatedBit);
+    mergeFree(oldHandle, s_noHandle);
+    return static_cast<uint32_t>(handle);
 }
 
 bool PDLPersistentVarManager::findOwner(uint32_t handle, int& slot, unsigned int& field)
@@ -977,8 +1039,7 @@ int PDLPersistentVarManager::findVarIndex(UniqueModuleID const& moduleID, std::s
         {
             continue;
         }
-        char const* pText = getString(slotName(slot));
-        if (boundedText(pText, pEnd) == name)
+        if (textMatches(getString(slotName(slot)), pEnd, name, false))
         {
             return slot;
         }
@@ -1127,7 +1188,7 @@ int PDLPersistentVarManager::findKeysGetNext(int start, UniqueModuleID const& mo
         {
             continue;
         }
-        if (boundedText(getString(slotName(slot)), pEnd).compare(0, prefix.size(), prefix) == 0)
+        if (textMatches(getString(slotName(slot)), pEnd, prefix, true))
         {
             storeSlotByte(slot, 1, 1);
             m_mutex.give();
