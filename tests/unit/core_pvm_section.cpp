@@ -2,6 +2,8 @@
 
 #include "core_pdlfixture.h"
 
+#include "rtk/cmd.h"
+
 #include <functional>
 
 namespace
@@ -203,4 +205,70 @@ TEST_F(PvmSectionTest, FullTableAndFullHeap)
     EXPECT_NE(std::string::npos, m_log.str().find("Persistent storage: out of memory (heap full)"));
     EXPECT_EQ("(invalid)", m_pStore->getValue(0).getString());
     EXPECT_EQ(std::string::npos, restart().find("WARNING"));
+}
+
+TEST_F(PvmSectionTest, ShowReport)
+{
+    m_pStore->init(true);
+    m_pStore->setValue(m_pStore->insertVariable(m_module, "b"), PDLVariant(true));
+    m_pStore->insertVariable(UniqueModuleID(0x2203), "nothing");
+    std::string output;
+    {
+        CoutCapture capture;
+        rtk::CmdProcessor::getInstance()->execute("pvmShow");
+        output = capture.text();
+    }
+    std::string const expected = "\nPersistent Variable Storage:\n----------------------------\n\nVariables:\n"
+                                 "Slot  ModID  Name                            Type  Value\n" +
+                                 std::string(76, '-') +
+                                 "\n"
+                                 "0     1.2.3  b" + std::string(29, ' ') + "  BOOL  true\n"
+                                 "1     1.2.3  nothing" + std::string(23, ' ') + "  INV   \n"
+                                 "\nSRAM Heap:\nAllocated:  Size   Count    Free:  Size   Count\n" +
+                                 std::string(47, '-') +
+                                 "\n"
+                                 "                2      1" + std::string(10, ' ') + "  2014      1\n"
+                                 "                8      1\n"
+                                 "\nStatistics:\n"
+                                 "SRAM section size:    62056 bytes\n"
+                                 "Var Table size:       60000 bytes\n"
+                                 "Var Table usage:     2/5000 ( 0%)\n"
+                                 "Heap Size:             2048 bytes\n"
+                                 "Free Space:            2014 bytes (98%) in 1 blocks\n"
+                                 "Allocated Space:         10 bytes ( 0%) in 2 blocks\n"
+                                 "Used Space:              10 bytes ( 0%)\n"
+                                 "Overhead:                24 bytes ( 1%)\n";
+    EXPECT_EQ(expected, output);
+}
+
+TEST_F(PvmSectionTest, BackgroundCompactionAndReset)
+{
+    m_pStore->init(true);
+    std::vector<int> slots;
+    for (int i = 0; i < 8; ++i)
+    {
+        slots.push_back(m_pStore->insertVariable(m_module, "v" + std::to_string(i)));
+        m_pStore->setValue(slots.back(), PDLVariant(std::string(10 + i, 'x')));
+    }
+    m_pStore->setValue(slots[1], PDLVariant(1));
+    m_pStore->setValue(slots[4], PDLVariant(1));
+    m_log.str("");
+    m_pStore->cleanup();
+    EXPECT_NE(std::string::npos, m_log.str().find("[compacted ")) << m_log.str();
+    EXPECT_EQ(1u, m_pStore->getFreeBlockCount());
+    // Holes made while the thread runs are closed by it, one step at a time.
+    m_pStore->setValue(slots[2], PDLVariant(2));
+    m_pStore->setValue(slots[6], PDLVariant(2));
+    for (int wait = 0; wait < 300 && m_pStore->getFreeBlockCount() > 1; ++wait)
+    {
+        rtk::Thread::mssleep(10);
+    }
+    EXPECT_EQ(1u, m_pStore->getFreeBlockCount());
+    EXPECT_EQ(std::string(17, 'x'), m_pStore->getValue(slots[7]).getString());
+    EXPECT_EQ("", heapProblem());
+    // pvmReset starts over without a warning.
+    m_log.str("");
+    rtk::CmdProcessor::getInstance()->execute("pvmReset");
+    EXPECT_EQ(std::string::npos, m_log.str().find("WARNING"));
+    EXPECT_EQ(-1, m_pStore->findVarIndex(m_module, "v7"));
 }
