@@ -9,6 +9,7 @@
 #include <basekit/srammanager.h>
 #include <logkit/logging.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -434,31 +435,57 @@ bool PDLPersistentVarManager::init(bool force)
     }
     for (auto const& block : blocks)
     {
-        if (state[block.first] != 1)
-        {
-            continue;
-        }
-        if ((block.second & s_allocatedBit) != 0)
+        if (state[block.first] == 1 && (block.second & s_allocatedBit) != 0)
         {
             startupLog().warning()
                 << "SRAM section for persistent variables contains lost memory blocks, forcing reinit" << std::endl;
-            m_freeBlocks.clear();
             m_mutex.give();
             return init(true);
         }
-        m_freeBlocks.insert(std::make_pair(static_cast<int32_t>(block.second), block.first));
     }
 
-    // Complete interrupted writes: a named block is allocated, and every footer equals its header.
+    // Complete interrupted writes. A block that a slot names but whose header says free was being
+    // placed when the process stopped: it is allocated, with the split that was prepared inside it
+    // (the front's footer and the free rest's header stand behind the text) or whole.
     unsigned int repaired = 0;
-    for (auto& block : blocks)
+    size_t const walked = blocks.size();
+    for (size_t i = 0; i < walked; ++i)
     {
-        if (state[block.first] == 2 && (block.second & s_allocatedBit) == 0)
+        uint32_t const start = blocks[i].first;
+        uint32_t const size = blocks[i].second & kSizeMask;
+        if (state[start] != 2 || (blocks[i].second & s_allocatedBit) != 0)
         {
-            block.second |= s_allocatedBit;
-            writeHeap(block.first, block.second);
-            ++repaired;
+            continue;
         }
+        uint32_t front = size;
+        char const* pText = reinterpret_cast<char const*>(m_pHeap + start + 4);
+        for (uint64_t n = strnlen(pText, size) + 1; n + 8 <= size; ++n)
+        {
+            if (load32(m_pHeap + start + 4 + n) == (n | s_allocatedBit) &&
+                load32(m_pHeap + start + 8 + n) == size - n - 8)
+            {
+                front = static_cast<uint32_t>(n);
+                break;
+            }
+        }
+        if (front != size)
+        {
+            uint32_t const rest = start + 8 + front;
+            blocks.emplace_back(rest, size - front - 8);
+            state[rest] = 1;
+        }
+        blocks[i].second = front | s_allocatedBit;
+        writeHeap(start, blocks[i].second);
+        ++repaired;
+    }
+    std::sort(blocks.begin(), blocks.end());
+    for (auto const& block : blocks)
+    {
+        if (state[block.first] == 1)
+        {
+            m_freeBlocks.insert(std::make_pair(static_cast<int32_t>(block.second), block.first));
+        }
+        // Every footer equals its header.
         uint64_t const footer = static_cast<uint64_t>(block.first) + 4 + (block.second & kSizeMask);
         if (load32(m_pHeap + footer) != block.second)
         {
@@ -796,6 +823,18 @@ void PDLPersistentVarManager::writeString(int slot, std::string const& text)
         {
             uint32_t const asideHandle = placeAtBack(slot, oldHandle, oldText, nextFree, nextSize);
             placeText(slot, 8, asideHandle, text, static_cast<uint32_t>(mergedStart), needed, false);
+            return;
+        }
+    }
+    if (previousFree != s_noHandle)
+    {
+        // The old text is the last block of the heap, or its free neighbour behind is too small: the
+        // copy goes to the back of the free block before it, whose front then takes the new text.
+        uint32_t const previousSize = readHeap(previousFree) & kSizeMask;
+        if (previousSize >= static_cast<uint64_t>(needed) + oldLength + 8)
+        {
+            uint32_t const asideHandle = placeAtBack(slot, oldHandle, oldText, previousFree, previousSize);
+            placeText(slot, 8, asideHandle, text, previousFree, needed, false);
             return;
         }
     }

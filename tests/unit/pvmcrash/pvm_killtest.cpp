@@ -64,6 +64,7 @@ int main(int argc, char** argv)
     std::string inFlight;
     std::mt19937 random(12345);
     int failures = 0;
+    int runs = 0;
     int duringWrites = 0;
     int repairs = 0;
     auto const started = std::chrono::steady_clock::now();
@@ -146,11 +147,19 @@ int main(int argc, char** argv)
             }
         }
         duringWrites += wrote ? 1 : 0;
+        runs = run;
     }
-    std::filesystem::remove_all(directory);
+    if (failures == 0)
+    {
+        std::filesystem::remove_all(directory);
+    }
+    else
+    {
+        std::cerr << "the section is kept in " << directory << std::endl;
+    }
     double const seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    std::cout << kills << " kills (" << duringWrites << " while writing), " << repairs
+    std::cout << runs << " kills (" << duringWrites << " while writing), " << repairs
               << " starts completed an interrupted write, " << failures << " failures, " << seconds << " s"
               << std::endl;
     return failures == 0 ? 0 : 1;

@@ -9,6 +9,7 @@
 
 #include <basekit/srammanager.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
@@ -67,6 +68,17 @@ int main(int argc, char** argv)
     pStore->compactMemory();
     say(std::string("COMPACT ") + (pStore->checkHeap(why, false) ? "ok" : why));
     say("READY");
+    // Slow motion: a pause after every store into the section, so that most kills land inside an
+    // operation rather than between two.
+    PDLPersistentVarManager::setStoreHook(
+        [](void*)
+        {
+            auto const until = std::chrono::steady_clock::now() + std::chrono::microseconds(30);
+            while (std::chrono::steady_clock::now() < until)
+            {
+            }
+        },
+        nullptr);
 
     unsigned int const seed = argc > 2 ? static_cast<unsigned int>(std::strtoul(argv[2], nullptr, 10)) : 1;
     for (unsigned int i = seed * 100000;; ++i)
