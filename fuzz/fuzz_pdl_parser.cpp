@@ -26,6 +26,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 namespace
 {
@@ -55,7 +56,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     }
     if (!PDLPersistentVarManager::hasInstance())
     {
-        PDLPersistentVarManager::createInstance();
+        // Persistent declarations need a section: one in memory.
+        static std::vector<unsigned char> s_section(70000);
+        PDLPersistentVarManager::createInstance()->useSection(s_section.data(), s_section.size());
+        PDLPersistentVarManager::getInstance()->init(true);
     }
     return 0;
 }

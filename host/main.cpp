@@ -14,6 +14,7 @@
 #include "rtk/log.h"
 #include "rtk/path.h"
 
+#include <basekit/srammanager.h>
 #include <interfaces/ipanelevent.h>
 #include <logkit/logging.h>
 
@@ -47,6 +48,7 @@ struct Options
     std::string m_logFile;
     int m_logLevel = 0;
     std::string m_script;
+    std::string m_sramDirectory;
 };
 
 // Written by the signal handler, read by the input loop.
@@ -69,7 +71,7 @@ void usage()
         << "Usage: panelhost [--workdir DIR] [--mode hardware|simulator|flagged] [--simulator ADDRESS]\n"
            "                 [--workplaces FILE] [--test-mode] [--module-override FILE]\n"
            "                 [--exit-on-load-failure] [--rclp] [--rclp-listen ADDRESS:PORT]\n"
-           "                 [--log FILE] [--log-level N] [--script FILE]"
+           "                 [--log FILE] [--log-level N] [--script FILE] [--sram-dir DIR]"
         << std::endl;
 }
 
@@ -170,6 +172,11 @@ bool parseOptions(int argc, char** argv, Options& options)
         else if (option == "--script")
         {
             if (!value(options.m_script))
+                return false;
+        }
+        else if (option == "--sram-dir")
+        {
+            if (!value(options.m_sramDirectory))
                 return false;
         }
         else
@@ -361,6 +368,13 @@ int main(int argc, char** argv)
             options.m_logLevel < 5 ? options.m_logLevel : 5);
     }
 
+    // The persistent variables' section lives below the working directory unless placed elsewhere.
+    SRAMManager::createInstance();
+    if (!options.m_sramDirectory.empty())
+    {
+        SRAMManager::getInstance()->setDirectory(options.m_sramDirectory);
+    }
+
     HostFunctionID functionID(std::cout);
     HostMacroSystem macroSystem(std::cout);
     HostPanelSettings panelSettings;
@@ -435,6 +449,7 @@ int main(int argc, char** argv)
     g_pPanel->stopHardwareUpdate();
     delete g_pPanel;
     g_pPanel = nullptr;
+    SRAMManager::destroyInstance();
     std::cout.flush();
     rtk::LogManager::destroyInstance();
     return 0;

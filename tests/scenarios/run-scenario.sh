@@ -10,6 +10,8 @@
 #   status           (optional) the expected exit status, 0 when absent
 #   stderr-contains  (optional) lines that must each appear, as they stand, in standard error
 #   no-driver        (optional, empty) leave bin/libmoduledriver.so out
+#   script2          (optional) a second run in the same working directory after the first has ended
+#                    (what a restart keeps); its standard output must equal expected2, its status 0
 # The text @WORK@ in expected and stderr-contains stands for the working directory (its path varies).
 # The working directory is a fresh temporary directory with bin/libmoduledriver.so and config/.
 set -uo pipefail
@@ -62,6 +64,19 @@ if [[ -f "$scenario/stderr-contains" ]]; then
       failed=1
     fi
   done < "$scenario/stderr-contains"
+fi
+if [[ $failed -eq 0 && -f "$scenario/script2" ]]; then
+  (cd "$work" && "$panelhost" "${args[@]}" --script "$scenario/script2") >"$work/stdout2" 2>"$work/stderr" </dev/null
+  status=$?
+  sed -i "s|$work|@WORK@|g" "$work/stdout2" "$work/stderr"
+  if [[ "$status" != 0 ]]; then
+    echo "second run: exit status $status, expected 0"
+    failed=1
+  fi
+  if ! diff -u "$scenario/expected2" "$work/stdout2"; then
+    echo "second run: standard output differs from $scenario/expected2 (- expected, + actual)"
+    failed=1
+  fi
 fi
 if [[ $failed -ne 0 ]]; then
   echo "--- standard error ---"

@@ -54,8 +54,10 @@ protected:
         lexSetIncludeHook(nullptr);
         lexSetDecodeHook(nullptr);
         m_sourcePath = (m_directory / "test.pdl").string();
-        // Persistent declarations reach the store, as in a running panel.
-        PDLPersistentVarManager::createInstance();
+        // Persistent declarations reach the store, as in a running panel, on a section in memory.
+        static std::vector<unsigned char> s_section(70000);
+        PDLPersistentVarManager::createInstance()->useSection(s_section.data(), s_section.size());
+        PDLPersistentVarManager::getInstance()->init(true);
     }
 
     void TearDown() override

@@ -2,6 +2,8 @@
 
 #include "pdlpersistentvarmanager.h"
 
+#include <vector>
+
 namespace
 {
 PDLVariable* addVariable(PDLContext& context, EScope scope, std::string const& name)
@@ -200,7 +202,9 @@ TEST_F(ChainTest, ContextGoingAwayDuringACallDeletesEachTableOnce)
 
 TEST_F(ChainTest, DeclarationsLandInTheirScopeByTheCreationTable)
 {
-    PDLPersistentVarManager::createInstance();
+    static std::vector<unsigned char> s_section(70000);
+    PDLPersistentVarManager::createInstance()->useSection(s_section.data(), s_section.size());
+    PDLPersistentVarManager::getInstance()->init(true);
     m_pModuleContext->createType("Mode", new std::vector<PDLVariant>{PDLVariant("off"), PDLVariant("on")});
 
     m_pWidget->createVariables(eScopeModule, "",
