@@ -29,7 +29,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <regex>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -181,15 +180,28 @@ void refineLine(Diagnostic& diagnostic)
 int findExternDeclaration(std::string const& path, std::string const& name)
 {
     std::ifstream in(path, std::ios::binary);
-    std::regex const declared("(\\$|::)" + name + "\\b");
     std::string line;
     int number = 0;
     while (std::getline(in, line))
     {
         ++number;
-        if (line.find("extern") != std::string::npos && std::regex_search(line, declared))
+        if (line.find("extern") == std::string::npos)
         {
-            return number;
+            continue;
+        }
+        // $name or ::name, as a word of its own.
+        for (char const* pPrefix : {"$", "::"})
+        {
+            std::string const declared = pPrefix + name;
+            for (size_t at = line.find(declared); at != std::string::npos; at = line.find(declared, at + 1))
+            {
+                size_t const after = at + declared.size();
+                if (after == line.size() ||
+                    !(std::isalnum(static_cast<unsigned char>(line[after])) || line[after] == '_'))
+                {
+                    return number;
+                }
+            }
         }
     }
     return 0;

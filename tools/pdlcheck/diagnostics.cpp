@@ -1,13 +1,52 @@
 #include "diagnostics.h"
 
-#include <regex>
+#include <cctype>
 
 namespace
 {
-// "PATH(LINE): TEXT"; the path may hold parentheses itself, so the last "(digits): " splits.
-std::regex const s_positioned("^(.*)\\((-?[0-9]+)\\): (.*)$");
+// "PATH(LINE): TEXT": the first "(digits): " splits, so a path may hold parentheses of its own.
+bool splitPositioned(std::string const& text, std::string& file, int& line, std::string& rest)
+{
+    for (size_t close = text.find("): "); close != std::string::npos; close = text.find("): ", close + 1))
+    {
+        size_t const open = text.rfind('(', close);
+        if (open == std::string::npos || open == 0)
+        {
+            continue;
+        }
+        std::string const digits = text.substr(open + 1, close - open - 1);
+        size_t const first = !digits.empty() && digits[0] == '-' ? 1 : 0;
+        if (digits.size() <= first || digits.size() > 10 ||
+            digits.find_first_not_of("0123456789", first) != std::string::npos)
+        {
+            continue;
+        }
+        file = text.substr(0, open);
+        line = std::stoi(digits);
+        rest = text.substr(close + 3);
+        return true;
+    }
+    return false;
+}
+
 // "[Category] SEVERITY text"
-std::regex const s_categoryLine("^\\[([^\\]]+)\\] (FATAL|ERROR|WARNING|INFO|DEBUG) ?(.*)$");
+bool splitCategoryLine(std::string const& text, std::string& severity, std::string& rest)
+{
+    size_t const close = text.find("] ");
+    if (text.empty() || text[0] != '[' || close == std::string::npos || close < 2)
+    {
+        return false;
+    }
+    size_t const end = text.find(' ', close + 2);
+    severity = text.substr(close + 2, end == std::string::npos ? std::string::npos : end - close - 2);
+    if (severity != "FATAL" && severity != "ERROR" && severity != "WARNING" && severity != "INFO" &&
+        severity != "DEBUG")
+    {
+        return false;
+    }
+    rest = end == std::string::npos ? std::string() : text.substr(end + 1);
+    return true;
+}
 
 std::string const s_includeFailed = "Failed to open include file \"";
 std::string const s_includeTooDeep = "Includes nested too deeply";
@@ -79,7 +118,9 @@ std::vector<Diagnostic> readReports(std::vector<CapturedLine> const& lines)
     while (i < lines.size())
     {
         std::string const& text = lines[i].m_text;
-        std::smatch match;
+        std::string file;
+        int line = 0;
+        std::string rest;
         Diagnostic diagnostic;
         if (text.empty())
         {
@@ -92,11 +133,10 @@ std::vector<Diagnostic> readReports(std::vector<CapturedLine> const& lines)
             // when there is one, then the text up to the empty line that ends the report.
             CapturedLine const& levelLine = lines[i];
             ++i;
-            if (i < lines.size() && std::regex_match(lines[i].m_text, match, s_positioned) &&
-                match[3].length() == 0)
+            if (i < lines.size() && splitPositioned(lines[i].m_text, file, line, rest) && rest.empty())
             {
-                diagnostic.m_file = match[1];
-                diagnostic.m_line = std::stoi(match[2]);
+                diagnostic.m_file = file;
+                diagnostic.m_line = line;
                 ++i;
             }
             if (levelLine.m_duringParse && !levelLine.m_parseFile.empty())
@@ -130,15 +170,15 @@ std::vector<Diagnostic> readReports(std::vector<CapturedLine> const& lines)
             continue;
         }
         ++i;
-        if (std::regex_match(text, match, s_categoryLine))
+        std::string severity;
+        if (splitCategoryLine(text, severity, rest))
         {
-            std::string const severity = match[2];
             if (severity == "INFO" || severity == "DEBUG")
             {
                 continue;
             }
             diagnostic.m_severity = severity == "WARNING" ? eSeverityWarning : eSeverityError;
-            diagnostic.m_message = trimLeft(match[3]);
+            diagnostic.m_message = trimLeft(rest);
         }
         else if (startsWith(text, s_includeFailed) || text == s_includeTooDeep)
         {
@@ -169,12 +209,12 @@ std::vector<Diagnostic> readReports(std::vector<CapturedLine> const& lines)
             diagnostic.m_line = lines[i - 1].m_scanLine;
             diagnostic.m_message = text;
         }
-        else if (std::regex_match(text, match, s_positioned) && match[3].length() > 0)
+        else if (splitPositioned(text, file, line, rest) && !rest.empty())
         {
             // The parser's own messages: syntax errors and the context checks of the blocks.
-            diagnostic.m_file = match[1];
-            diagnostic.m_line = std::stoi(match[2]);
-            diagnostic.m_message = match[3];
+            diagnostic.m_file = file;
+            diagnostic.m_line = line;
+            diagnostic.m_message = rest;
         }
         else
         {
