@@ -207,7 +207,17 @@ void SCProtocol::receive(std::string const& datagram, sockaddr_in const& from)
     bool const fromSimulator = m_hasDestination && from.sin_addr.s_addr == m_destination.sin_addr.s_addr;
     if (!fromSimulator || m_pEvents == nullptr || !simlink::parseEventLine(datagram, event, error))
     {
-        ++m_badDatagrams;
+        // The 1st, 2nd, 4th, 8th ... drop is logged with its reason, so a flood cannot flood the log.
+        uint64_t const count = ++m_badDatagrams;
+        if ((count & (count - 1)) == 0)
+        {
+            if (!fromSimulator)
+                error = "not from the simulator's host";
+            else if (m_pEvents == nullptr)
+                error = "no event receiver";
+            Orvane::Utilities::Logging::LogCategory("Startup").warning()
+                << "simulator link: dropped a datagram (" << error << "), " << count << " so far" << std::endl;
+        }
         return;
     }
     ++m_events;

@@ -274,6 +274,11 @@ bool parseEventLine(std::string const& line, SimEvent& event, std::string& error
         return false;
     std::string const& verb = fields[0];
     size_t const count = fields.size();
+    if (verb != s_verbPress && verb != s_verbRelease && verb != s_verbMove && verb != s_verbEvent)
+    {
+        error = "unknown verb \"" + verb + "\"";
+        return false;
+    }
     if (count < 2 || !parseWidgetID(fields[1], event.m_id))
     {
         error = count < 2 ? "no widget id" : "bad widget id \"" + fields[1] + "\"";
@@ -293,20 +298,13 @@ bool parseEventLine(std::string const& line, SimEvent& event, std::string& error
         if (count == 3 && parseInt(fields[2], event.m_value))
             return true;
     }
-    else if (verb == s_verbEvent)
+    else if (count >= 3 && count <= 5 && !fields[2].empty() && (count < 4 || parseInt(fields[3], event.m_value)) &&
+             (count < 5 || fields[4] == "transient"))
     {
-        if (count >= 3 && count <= 5 && !fields[2].empty() && (count < 4 || parseInt(fields[3], event.m_value)) &&
-            (count < 5 || fields[4] == "transient"))
-        {
-            event.m_name = fields[2];
-            event.m_transient = count == 5;
-            return true;
-        }
-    }
-    else
-    {
-        error = "unknown verb \"" + verb + "\"";
-        return false;
+        // EVENT: any event by name.
+        event.m_name = fields[2];
+        event.m_transient = count == 5;
+        return true;
     }
     error = "bad fields for " + verb;
     return false;
