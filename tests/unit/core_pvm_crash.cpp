@@ -109,6 +109,8 @@ TEST_F(PvmCrashTest, EveryStoreLeavesAStartableSection)
         ASSERT_EQ("", heapProblem(true)) << "step " << step;
     }
     // The interrupted states must really have needed the start-up's completion now and then.
+    RecordProperty("stops", checked);
+    RecordProperty("completed", repaired);
     EXPECT_GT(checked, 1200);
     EXPECT_GT(repaired, 60);
 }
