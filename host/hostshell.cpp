@@ -1,6 +1,7 @@
 #include "hostshell.h"
 
 #include "panelfunctionsystem.h"
+#include "pdldebugger.h"
 #include "pdleventmanager.h"
 #include "pdlinterpreter.h"
 #include "virtualpanel.h"
@@ -61,7 +62,10 @@ void HostShell::waitIdle()
     for (;;)
     {
         bool const driverIdle = m_pHwSimulation == nullptr || m_pHwSimulation->isIdle();
-        if ((driverIdle && PDLEventManager::getInstance()->isIdle()) ||
+        // A thread held at a breakpoint waits for the shell, and so does a report that waits for the
+        // interpreter mutex the held thread keeps: nothing moves until the next command.
+        bool const held = PDLDebugger::isStopped() && (driverIdle || PDLInterpreter::s_mutex.getWaiterCount() > 0);
+        if ((driverIdle && PDLEventManager::getInstance()->isIdle()) || held ||
             (m_pInterrupt != nullptr && *m_pInterrupt))
         {
             return;

@@ -124,6 +124,9 @@ public:
     // The first command of each source line, for line breakpoints; the first one recorded stays.
     void addCommand(int line, PDLCommand* pCommand);
     PDLCommand* getCommand(int line) const;
+    // A command that goes away takes itself out of the table (one thrown away by a syntax error or a
+    // failed context check); the next command recorded for its line becomes the line's first.
+    void forgetCommand(int line, PDLCommand const* pCommand);
 
     std::list<PDLInitSection*> const& getInitSections() const { return m_initSections; }
     std::list<PDLWidget*> const& getWidgets() const { return m_widgets; }
@@ -158,7 +161,8 @@ protected:
     std::list<PDLSequence*> m_sequences;
     std::list<PDLSequence*> m_runningSequences;
     std::set<std::string> m_variablesInFile;
-    std::map<int, PDLCommand*> m_commandsByLine;
+    // Every command recorded per line, in the order recorded: the first one is the line's.
+    std::multimap<int, PDLCommand*> m_commandsByLine;
     std::map<std::string, PDLType*> m_types;
     // The loaded source. These hide PDLContext's position members on purpose: an empty m_filePath
     // means that nothing is loaded, whatever position the context was made with.

@@ -1,5 +1,6 @@
 #include "panelfunctionsystem.h"
 
+#include "pdldebugger.h"
 #include "pdleventmanager.h"
 #include "pdlinterpreter.h"
 #include "pdlmodulemanager.h"
@@ -51,6 +52,8 @@ void PanelFunctionSystem::create()
 
 PanelFunctionSystem::~PanelFunctionSystem()
 {
+    // A thread held at a breakpoint would keep the main loop from ending.
+    PDLDebugger::shutdown();
     PDLEventManager::getInstance()->deinit();
     PDLModuleManager::destroyInstance();
     notifyLifecycle("-PDLModuleManager");
@@ -111,6 +114,9 @@ IInterface* PanelFunctionSystem::queryInterface(unsigned int id)
 
 void PanelFunctionSystem::deinit()
 {
+    // The panel stops: a thread held at a breakpoint is let go first, so that nothing of the stop waits
+    // for a mutex it holds.
+    PDLDebugger::shutdown();
     PDLPhysicalWidgetManager::getInstance()->deinit();
 }
 

@@ -1,6 +1,7 @@
 #include "pdleventmanager.h"
 
 #include "pdlbaseclasses.h"
+#include "pdldebugger.h"
 #include "pdlinterpreter.h"
 #include "pdlmodule.h"
 #include "pdlmodulemanager.h"
@@ -578,17 +579,20 @@ void PDLEventManager::processHWEvent(UniqueWidgetID const& id, std::string const
 void PDLEventManager::updateModuleStatus(UniqueModuleID const& id, int connPort, int connConnector,
                                          std::string const& moduleType, std::string const& moduleVersion)
 {
-    PDLInterpreter::mutexTake();
-
     if (moduleType.empty())
     {
+        // The module's code may be held at a breakpoint with the mutex: let it go before it is deleted.
+        PDLDebugger::suspendStops();
+        PDLInterpreter::mutexTake();
         // What is queued for the module runs before it goes.
         executeEventQueue(false);
         PDLModuleManager::getInstance()->deinitModule(id);
         PDLPhysicalWidgetManager::getInstance()->removeWidgetsOfModule(id);
         PDLInterpreter::mutexGive();
+        PDLDebugger::resumeStops();
         return;
     }
+    PDLInterpreter::mutexTake();
 
     Orvane::Utilities::Logging::LogCategory log("Startup");
     rtk::Path base = rtk::Path::getCurrentDirectory() + "config";

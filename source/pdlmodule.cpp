@@ -653,13 +653,29 @@ bool PDLModule::hasVariableInFile(std::string const& name) const
 
 void PDLModule::addCommand(int line, PDLCommand* pCommand)
 {
+    // Later commands of a line are kept behind the first: should the first be thrown away, the next
+    // takes its place.
     m_commandsByLine.emplace(line, pCommand);
 }
 
 PDLCommand* PDLModule::getCommand(int line) const
 {
-    auto it = m_commandsByLine.find(line);
-    return it != m_commandsByLine.end() ? it->second : nullptr;
+    // Equal keys keep their order of insertion: the lower bound is the first recorded.
+    auto it = m_commandsByLine.lower_bound(line);
+    return it != m_commandsByLine.end() && it->first == line ? it->second : nullptr;
+}
+
+void PDLModule::forgetCommand(int line, PDLCommand const* pCommand)
+{
+    auto const range = m_commandsByLine.equal_range(line);
+    for (auto it = range.first; it != range.second; ++it)
+    {
+        if (it->second == pCommand)
+        {
+            m_commandsByLine.erase(it);
+            return;
+        }
+    }
 }
 
 void PDLModule::setBreakpoint(int line)
