@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <thread>
 
 namespace
@@ -41,7 +42,13 @@ protected:
     {
         if (m_thread.joinable())
         {
+            // A test that failed may leave its thread held: let it go rather than hang.
+            PDLDebugger::suspendStops();
+            PDLDebugger::s_breakpoint.give();
             m_thread.join();
+            PDLDebugger::resumeStops();
+            PDLDebugger::s_breakpoint.take(0);
+            PDLDebugger::s_breakpoint.give();
         }
         PDLTest::TearDown();
     }
@@ -73,16 +80,22 @@ public:
     bool runCode(rtk::CmdParameters&) { return m_pCommand->execute(); }
 
 protected:
+    std::unique_ptr<PDLDebugger> m_pDebugger;
     std::thread m_thread;
     PDLCommand* m_pCommand = nullptr;
+    // What the aside thread uses lives as long as the fixture, which joins that thread first.
+    CountingCommand m_first{10};
+    CountingCommand m_second{11};
+    CountingCommand m_third{12};
+    CountingCommand m_command{7};
 };
 
 TEST_F(DebuggerTest, StepHoldsAtEveryCommandAndContinueRunsOn)
 {
-    PDLDebugger debugger;
-    CountingCommand first(10);
-    CountingCommand second(11);
-    CountingCommand third(12);
+    m_pDebugger.reset(new PDLDebugger);
+    CountingCommand& first = m_first;
+    CountingCommand& second = m_second;
+    CountingCommand& third = m_third;
     first.setBreakpoint(true);
     CoutCapture out;
     EXPECT_TRUE(shell("step"));
@@ -115,8 +128,8 @@ TEST_F(DebuggerTest, StepHoldsAtEveryCommandAndContinueRunsOn)
 
 TEST_F(DebuggerTest, ReleasesLetAHeldThreadGoAndNothingStopsUntilResumed)
 {
-    PDLDebugger debugger;
-    CountingCommand command(7);
+    m_pDebugger.reset(new PDLDebugger);
+    CountingCommand& command = m_command;
     command.setBreakpoint(true);
     CoutCapture out;
 
