@@ -1,6 +1,7 @@
 #include "hostshell.h"
 
 #include "panelfunctionsystem.h"
+#include "pdldebugger.h"
 #include "pdleventmanager.h"
 #include "pdlinterpreter.h"
 #include "pdlphysicalwidget.h"
@@ -92,6 +93,12 @@ void HostShell::waitIdle()
             return;
         }
         bool const driverIdle = m_pHwSimulation == nullptr || m_pHwSimulation->isIdle();
+        // A thread held at a breakpoint waits for the shell, and so does a report that waits for the
+        // interpreter mutex the held thread keeps: nothing moves until the next command.
+        if (PDLDebugger::isStopped() && (driverIdle || PDLInterpreter::s_mutex.getWaiterCount() > 0))
+        {
+            return;
+        }
         if (m_engineHeld)
         {
             // A module report waits for the engine and would keep the driver busy for ever.

@@ -8,6 +8,8 @@
 
 #include <interfaces/ipdlinterpreter.h>
 
+class PDLDebugger;
+
 class PDLInterpreter : public IPDLInterpreter
 {
 public:
@@ -21,6 +23,9 @@ public:
     // Announces a control of a module; handed on to PDLPhysicalWidgetManager.
     void addWidget(UniqueWidgetID const& id) override;
 
+    // On a thread that runs a shell command, a mutex that is not free may be held by a thread stopped at
+    // a breakpoint, which only the shell can release: the take then lets the stop go first and keeps
+    // further stops off until the command's last give.
     static void mutexTake();
     static void mutexGive();
 
@@ -28,6 +33,10 @@ public:
     static rtk::MutexSemaphore s_mutex;
     // The level given to the log output "PDLInterpreter" when it is first fetched.
     static int s_logLevel;
+
+protected:
+    // The debugger's shell commands; created with the interpreter.
+    PDLDebugger* m_pDebugger;
 
 private:
     PDLInterpreter(PDLInterpreter const&) = delete;

@@ -84,9 +84,12 @@ public:
     // Deletes everything the source defined, the module's variables included. The caller holds the
     // interpreter mutex.
     void unload();
-    // Opens an included file into the scanner's input (null there when it cannot be opened). Reached
-    // through the scanner's include hook while this module loads.
+    // Opens an included file into the scanner's input (null there when it cannot be opened or read).
+    // Reached through the scanner's include hook while this module loads.
     void include(rtk::Path const& path);
+    // Deciphers count bytes in place when the file now being read is enciphered; reached through the
+    // scanner's decode hook after each refill. position is the stream position before the read.
+    void decode(void* pBuffer, fpos_t position, unsigned long count);
     // True while a source is loaded (also after a failed load, until unload).
     bool isLoaded() const { return !m_filePath.isEmpty(); }
     rtk::Path const& getSourcePath() const { return m_filePath; }
@@ -124,6 +127,9 @@ public:
     // The first command of each source line, for line breakpoints; the first one recorded stays.
     void addCommand(int line, PDLCommand* pCommand);
     PDLCommand* getCommand(int line) const;
+    // A command that goes away takes itself out of the table (one thrown away by a syntax error or a
+    // failed context check); the next command recorded for its line becomes the line's first.
+    void forgetCommand(int line, PDLCommand const* pCommand);
 
     std::list<PDLInitSection*> const& getInitSections() const { return m_initSections; }
     std::list<PDLWidget*> const& getWidgets() const { return m_widgets; }
@@ -142,9 +148,16 @@ public:
 protected:
     // Creates a read-only module variable with an integer value.
     void createBuiltIn(std::string const& name, int value);
-    // Takes a freshly opened source into use: the place where an enciphered source is recognised by
-    // its header. False when the header is refused (the error is counted).
-    bool takeSourceIntoUse(FILE* pFile, rtk::Path const& path);
+    // What the header check made of a freshly opened source.
+    enum ESourceCheck
+    {
+        eSourceReady = 0,      // plain (stream rewound) or enciphered (stream behind the header)
+        eSourceRefused = 1,    // an enciphered header with an unknown version, type or key; counted
+        eSourceUnreadable = 2  // the header could not be read; reported and counted
+    };
+    // Takes a freshly opened source into use: an enciphered source is recognised by its header, and the
+    // cipher of the current include level is keyed for it.
+    ESourceCheck takeSourceIntoUse(FILE* pFile, rtk::Path const& path);
     // Deletes the content and the module's variables; log writes the unload steps.
     void releaseContent(bool log);
     // Text of the module in log lines.
@@ -158,7 +171,8 @@ protected:
     std::list<PDLSequence*> m_sequences;
     std::list<PDLSequence*> m_runningSequences;
     std::set<std::string> m_variablesInFile;
-    std::map<int, PDLCommand*> m_commandsByLine;
+    // Every command recorded per line, in the order recorded: the first one is the line's.
+    std::multimap<int, PDLCommand*> m_commandsByLine;
     std::map<std::string, PDLType*> m_types;
     // The loaded source. These hide PDLContext's position members on purpose: an empty m_filePath
     // means that nothing is loaded, whatever position the context was made with.

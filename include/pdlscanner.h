@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <stdexcept>
 
 struct yy_buffer_state;
 
@@ -41,6 +42,19 @@ extern int include_stack_ptr;
 // include are closed (the top-level stream is the caller's) and include_stack_ptr goes back to 0.
 // The scan condition and the current line are kept.
 void flushLex();
+
+// A source that cannot be read ends its load, never the process. A failed read of the file now being
+// scanned reports "Failed to read file "PATH": REASON" on the standard error stream, counts an error,
+// and ends the scan: the parser gets one error token, then the end of input, until the next flushLex.
+void lexReportReadFailure(rtk::Path const& path, int error);
+bool lexReadFailed();
+// Thrown out of yylex for the scanning machine's own fatal conditions (no memory for a buffer); the
+// module load that runs the parse catches it.
+class PDLScanError : public std::runtime_error
+{
+public:
+    explicit PDLScanError(char const* pMessage) : std::runtime_error(pMessage) {}
+};
 
 // The number of include levels below the top-level file: 10.
 int lexMaxIncludeDepth();

@@ -4,6 +4,8 @@
 // VirtualPanel: the one object through which the host drives the core. It loads the module driver
 // library, wires its interfaces to the core and owns the panel function system.
 
+#include "netconfiginfolistener.h"
+
 #include "rtk/path.h"
 
 #include <interfaces/iinterface.h>
@@ -81,6 +83,8 @@ public:
 
     // Null until create has loaded the driver library.
     PanelFunctionSystem* getPanelFunctionSystem() const { return m_pPanelFunctionSystem; }
+    // The side files' listener; the workplace configuration points it at its first mainframe driver.
+    NetConfigInfoListener& getNetConfigInfoListener() { return m_netConfigInfoListener; }
 
 private:
     VirtualPanel(VirtualPanel const&) = delete;
@@ -90,6 +94,7 @@ private:
     ModuleDriverSimulator* m_pModuleDriverSimulator;
     PanelFunctionSystem* m_pPanelFunctionSystem;
     IDriverInfo* m_pDriverInfo;
+    NetConfigInfoListener m_netConfigInfoListener;
     Orvane::Utilities::Logging::LogCategory m_log;
     rtk::Path m_moduleConfigOverride;
     int m_netConfigWorkplaceID;

@@ -1,5 +1,6 @@
 #include "panelfunctionsystem.h"
 
+#include "pdldebugger.h"
 #include "pdleventmanager.h"
 #include "pdlinterpreter.h"
 #include "pdlmodulemanager.h"
@@ -57,6 +58,8 @@ PanelFunctionSystem::~PanelFunctionSystem()
 {
     // No new client may reach the connector while the core goes away.
     stopRCLPListener();
+    // A thread held at a breakpoint would keep the main loop from ending.
+    PDLDebugger::shutdown();
     PDLEventManager::getInstance()->deinit();
     PDLModuleManager::destroyInstance();
     notifyLifecycle("-PDLModuleManager");
@@ -117,6 +120,9 @@ IInterface* PanelFunctionSystem::queryInterface(unsigned int id)
 
 void PanelFunctionSystem::deinit()
 {
+    // The panel stops: a thread held at a breakpoint is let go first, so that nothing of the stop waits
+    // for a mutex it holds.
+    PDLDebugger::shutdown();
     PDLPhysicalWidgetManager::getInstance()->deinit();
 }
 

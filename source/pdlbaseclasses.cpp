@@ -181,16 +181,22 @@ PDLCommand::PDLCommand(bool registerLine) : m_breakpoint(false)
     }
 }
 
-PDLCommand::~PDLCommand() {}
+PDLCommand::~PDLCommand()
+{
+    // Commands go away either with their module's content, whose table is emptied with it, or during the
+    // parse that made them (a syntax error or a failed check throws them away): then the module being
+    // loaded must not keep them under their line.
+    if (g_pCurrentModule != nullptr)
+    {
+        g_pCurrentModule->forgetCommand(m_line, this);
+    }
+}
 
 bool PDLCommand::execute()
 {
     if (m_breakpoint || PDLDebugger::s_singleStep.load())
     {
-        std::cout << "breakpoint hit at " << m_filePath.getString() << " line " << m_line << std::endl;
-        // The first take consumes the signal that stands between stops; the second waits for the shell.
-        PDLDebugger::s_breakpoint.take();
-        PDLDebugger::s_breakpoint.take();
+        PDLDebugger::stopAt(m_filePath, m_line);
     }
     return onExecute();
 }

@@ -1,6 +1,7 @@
 #include "pdleventmanager.h"
 
 #include "pdlbaseclasses.h"
+#include "pdldebugger.h"
 #include "pdlinterpreter.h"
 #include "pdlmodule.h"
 #include "pdlmodulemanager.h"
@@ -738,17 +739,24 @@ void PDLEventManager::processHWEvent(UniqueWidgetID const& id, std::string const
 void PDLEventManager::updateModuleStatus(UniqueModuleID const& id, int connPort, int connConnector,
                                          std::string const& moduleType, std::string const& moduleVersion)
 {
+    bool const unplugged = moduleType.empty();
+    if (unplugged)
+    {
+        // The module's code may be held at a breakpoint with the mutex: let it go before it is deleted.
+        PDLDebugger::suspendStops();
+    }
     PDLInterpreter::mutexTake();
     // A view that mirrors the panel (the simulator link) learns of plugs and unplugs.
     PDLPhysicalWidgetManager::getInstance()->notifyModuleStatus(id, moduleType, moduleVersion);
 
-    if (moduleType.empty())
+    if (unplugged)
     {
         // What is queued for the module runs before it goes.
         executeEventQueue(false);
         PDLModuleManager::getInstance()->deinitModule(id);
         PDLPhysicalWidgetManager::getInstance()->removeWidgetsOfModule(id);
         PDLInterpreter::mutexGive();
+        PDLDebugger::resumeStops();
         return;
     }
 

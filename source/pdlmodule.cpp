@@ -2,6 +2,7 @@
 
 #include "pdlbaseclasses.h"
 #include "pdlcommandclasses.h"
+#include "pdlencryption.h"
 #include "pdleventmanager.h"
 #include "pdlfunctionclasses.h"
 #include "pdlinterpreter.h"
@@ -15,6 +16,8 @@
 
 #include <logkit/logging.h>
 
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <iterator>
 #include <sstream>
@@ -43,6 +46,15 @@ void includeIntoCurrentModule(rtk::Path const& path)
     else
     {
         yyin = nullptr;
+    }
+}
+
+// The scanner's decode hook while a module loads.
+void decodeForCurrentModule(void* pBuffer, fpos_t position, unsigned long count)
+{
+    if (g_pCurrentModule != nullptr)
+    {
+        g_pCurrentModule->decode(pBuffer, position, count);
     }
 }
 
@@ -103,7 +115,7 @@ void PDLInitSection::execute()
 PDLModule::PDLModule(PDLContext* pParent, UniqueModuleID const& id, int connPort, int connConnector,
                      IFunctionID* pFunctionID, std::string const& name)
     : PDLContext(pParent, id), m_encrypted(false),
-      m_ciphers(static_cast<size_t>(lexMaxIncludeDepth()) + 1, nullptr), m_key("MyHiddenKey0x7F"),
+      m_ciphers(static_cast<size_t>(lexMaxIncludeDepth()) + 1, nullptr), m_key(getPDLSourceKey()),
       m_connPort(connPort), m_connConnector(connConnector), m_pFunctionID(pFunctionID), m_name(name)
 {
 }
@@ -182,12 +194,65 @@ void PDLModule::createBuiltIn(std::string const& name, int value)
     }
 }
 
-bool PDLModule::takeSourceIntoUse(FILE* /*pFile*/, rtk::Path const& /*path*/)
+PDLModule::ESourceCheck PDLModule::takeSourceIntoUse(FILE* pFile, rtk::Path const& path)
 {
-    // Every source is read as plain text for now: the stream stays at its start and nothing is
-    // deciphered. Enciphered sources are recognised here by their header once deciphering exists.
-    m_encrypted = false;
-    return true;
+    // A file shorter than the header keeps the header's zero magic and reads as plain.
+    PDLEncryptionHeader header;
+    errno = 0;
+    if (!header.read(pFile) && std::ferror(pFile))
+    {
+        lexReportReadFailure(path, errno != 0 ? errno : EIO);
+        return eSourceUnreadable;
+    }
+    if (header.m_magic != PDLEncryptionHeader::s_magic)
+    {
+        m_encrypted = false;
+        std::fseek(pFile, 0, SEEK_SET);
+        return eSourceReady;
+    }
+    std::string const name = path.getString();
+    if (header.m_version != PDLEncryptionHeader::s_version)
+    {
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError,
+                               "File " + name + " has unknown rtk::encryption version (" +
+                                   std::to_string(header.m_version) + ")!",
+                               __FILE__, __LINE__);
+        return eSourceRefused;
+    }
+    if (header.m_type != PDLEncryptionHeader::s_typeIsaac)
+    {
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "File " + name + " has unknown rtk::encryption type!",
+                               __FILE__, __LINE__);
+        return eSourceRefused;
+    }
+    m_encrypted = true;
+    if (header.m_keyHash != rtk::EncryptionKey::getKeyHash(m_key))
+    {
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "File " + name + " has unknown rtk::encryption key!",
+                               __FILE__, __LINE__);
+        return eSourceRefused;
+    }
+    // Each include level has its own cipher, so an includer goes on at its own key stream position.
+    size_t const level = static_cast<size_t>(include_stack_ptr);
+    if (level >= m_ciphers.size())
+    {
+        m_ciphers.resize(level + 1, nullptr);
+    }
+    delete m_ciphers[level];
+    m_ciphers[level] = new rtk::IsaacEncryption;
+    m_ciphers[level]->setKey(m_key);
+    return eSourceReady;
+}
+
+void PDLModule::decode(void* pBuffer, fpos_t /*position*/, unsigned long count)
+{
+    size_t const level = static_cast<size_t>(include_stack_ptr);
+    if (!m_encrypted || level >= m_ciphers.size() || m_ciphers[level] == nullptr)
+    {
+        return;
+    }
+    unsigned char* pBytes = static_cast<unsigned char*>(pBuffer);
+    m_ciphers[level]->decipher(pBytes, pBytes, count);
 }
 
 bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
@@ -218,18 +283,30 @@ bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
         return false;
     }
     yyin = pSource;
-    if (!takeSourceIntoUse(pSource, m_filePath))
+    if (takeSourceIntoUse(pSource, m_filePath) != eSourceReady)
     {
-        // The stream stays the scanner's input, as the header check left it.
-        ++PDLParseInfo::m_errorCount;
+        // The check has reported and counted the error.
+        std::fclose(pSource);
+        yyin = nullptr;
         return false;
     }
     setFilePosition(m_filePath, 1);
     g_lexFilePath = m_filePath;
 
-    LexIncludeHook const previousHook = lexSetIncludeHook(&includeIntoCurrentModule);
-    yyparse();
-    lexSetIncludeHook(previousHook);
+    LexIncludeHook const previousInclude = lexSetIncludeHook(&includeIntoCurrentModule);
+    LexDecodeHook const previousDecode = lexSetDecodeHook(&decodeForCurrentModule);
+    try
+    {
+        yyparse();
+    }
+    catch (PDLScanError const& error)
+    {
+        // The scanning machine gave up (no memory for a buffer): this load fails, the process goes on.
+        std::cerr << "Failed to read file \"" << g_lexFilePath.getString() << "\": " << error.what() << std::endl;
+        ++PDLParseInfo::m_errorCount;
+    }
+    lexSetDecodeHook(previousDecode);
+    lexSetIncludeHook(previousInclude);
     std::fclose(pSource);
     if (yyin == pSource)
     {
@@ -396,7 +473,13 @@ void PDLModule::include(rtk::Path const& path)
     {
         return;
     }
-    takeSourceIntoUse(yyin, path);
+    // A refused header leaves the stream in use (the counted error fails the load); one that cannot be
+    // read at all leaves none.
+    if (takeSourceIntoUse(yyin, path) == eSourceUnreadable)
+    {
+        std::fclose(yyin);
+        yyin = nullptr;
+    }
 }
 
 void PDLModule::executeEvent(PDLEvent const* pEvent)
@@ -653,13 +736,29 @@ bool PDLModule::hasVariableInFile(std::string const& name) const
 
 void PDLModule::addCommand(int line, PDLCommand* pCommand)
 {
+    // Later commands of a line are kept behind the first: should the first be thrown away, the next
+    // takes its place.
     m_commandsByLine.emplace(line, pCommand);
 }
 
 PDLCommand* PDLModule::getCommand(int line) const
 {
-    auto it = m_commandsByLine.find(line);
-    return it != m_commandsByLine.end() ? it->second : nullptr;
+    // Equal keys keep their order of insertion: the lower bound is the first recorded.
+    auto it = m_commandsByLine.lower_bound(line);
+    return it != m_commandsByLine.end() && it->first == line ? it->second : nullptr;
+}
+
+void PDLModule::forgetCommand(int line, PDLCommand const* pCommand)
+{
+    auto const range = m_commandsByLine.equal_range(line);
+    for (auto it = range.first; it != range.second; ++it)
+    {
+        if (it->second == pCommand)
+        {
+            m_commandsByLine.erase(it);
+            return;
+        }
+    }
 }
 
 void PDLModule::setBreakpoint(int line)

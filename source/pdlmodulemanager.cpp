@@ -3,6 +3,7 @@
 #include "pdlbaseclasses.h"
 #include "pdleventmanager.h"
 #include "pdlfunctionclasses.h"
+#include "pdlinterpreter.h"
 #include "pdlmodule.h"
 #include "pdltypeclasses.h"
 
@@ -355,6 +356,9 @@ bool PDLModuleManager::shellCmdLoadModule(rtk::CmdParameters& params)
     // The file name is taken from the third argument, the module id; the fourth is required but not
     // read. Scripts rely on the command as it is.
     std::string const fileName = params.get(2);
+    // The load deletes code the main loop may be running, or be held in at a breakpoint: it waits for
+    // the interpreter mutex, which lets such a stop go.
+    PDLInterpreter::mutexTake();
     bool const loaded = it->second->load(m_configBase, fileName);
     if (!loaded)
     {
@@ -364,6 +368,7 @@ bool PDLModuleManager::shellCmdLoadModule(rtk::CmdParameters& params)
     {
         it->second->init();
     }
+    PDLInterpreter::mutexGive();
     return loaded;
 }
 

@@ -39,6 +39,8 @@ VirtualPanel::VirtualPanel()
 
 VirtualPanel::~VirtualPanel()
 {
+    // Its subscriptions go while the panel state is still there.
+    m_netConfigInfoListener.deinit();
     IHwModuleManager* pHwModuleManager = getInterface<IHwModuleManager>(m_pModuleDriverSystem);
     RTK_ASSERT(pHwModuleManager);
     pHwModuleManager->setPanelMFDInterface(nullptr);
@@ -462,6 +464,7 @@ void VirtualPanel::startHardwareUpdate()
     pHwModuleManager->startHardwareUpdate();
     // Starts the persistent variable thread.
     PDLPersistentVarManager::getInstance()->cleanup();
+    m_netConfigInfoListener.start();
 }
 
 void VirtualPanel::stopHardwareUpdate()

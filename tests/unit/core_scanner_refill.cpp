@@ -3,6 +3,8 @@
 
 #include "core_scanner_fixture.h"
 
+#include "pdlbaseclasses.h"
+
 #include <sys/stat.h>
 
 namespace scannertest
@@ -138,12 +140,21 @@ TEST_F(ScannerTest, RulesRunOnTheDecodedBytesOfEveryFile)
     EXPECT_EQ(0u, s_refills[3].count);
 }
 
-TEST_F(ScannerTest, AFailedReadEndsTheProcess)
+TEST_F(ScannerTest, AFailedReadEndsTheScanNotTheProcess)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     std::filesystem::create_directories(m_directory / "adir");
-    // Opening a directory succeeds, reading from it fails.
-    EXPECT_EXIT(scanFile(path("adir")), testing::ExitedWithCode(2), "input in flex scanner failed");
+    PDLParseInfo::m_errorCount = 0;
+    testing::internal::CaptureStderr();
+    // Opening a directory succeeds, reading from it fails: one error token, then the end of input,
+    // also on later calls.
+    std::vector<Token> const tokens = scanFile(path("adir"));
+    EXPECT_EQ(0, next().code);
+    std::string const errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::to_string(YYerror) + "@1", describe(tokens));
+    EXPECT_EQ("Failed to read file \"" + path("adir") + "\": Is a directory\n", errors);
+    EXPECT_EQ(1u, PDLParseInfo::m_errorCount);
+    // The next file scans normally after the flush.
+    EXPECT_EQ("IDENTIFIER(x)@1", describe(scanText("x")));
 }
 } // namespace
 } // namespace scannertest

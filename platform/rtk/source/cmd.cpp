@@ -4,6 +4,12 @@
 
 namespace rtk
 {
+namespace
+{
+// Handlers of this thread now running: code that would wait for the shell must not wait on it.
+thread_local int s_commandDepth = 0;
+} // namespace
+
 CmdParameters::CmdParameters(std::string const& line) : m_line(line)
 {
     std::vector<std::string> words = split(line);
@@ -126,7 +132,17 @@ bool CmdProcessor::execute(std::string const& line)
         std::cout << "Unknown command \"" << parameters.getName() << "\", try help" << std::endl;
         return false;
     }
+    struct Depth
+    {
+        Depth() { ++s_commandDepth; }
+        ~Depth() { --s_commandDepth; }
+    } const depth;
     return pCmd->execute(parameters);
+}
+
+bool CmdProcessor::isCommandThread()
+{
+    return s_commandDepth > 0;
 }
 
 bool CmdProcessor::hasCommand(std::string const& name) const

@@ -81,6 +81,9 @@ public:
     // gives true; an unknown name prints "Unknown command "NAME", try help" and gives false. The
     // registry is not locked while a handler runs.
     bool execute(std::string const& line);
+    // True on a thread that is running a command handler: whatever waits for the shell must not wait
+    // on the shell's own thread.
+    static bool isCommandThread();
 
     bool hasCommand(std::string const& name) const;
     std::vector<std::string> getCommandNames() const;
