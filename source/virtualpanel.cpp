@@ -405,6 +405,7 @@ bool VirtualPanel::readWorkplaceConfig(std::string const& file, bool testMode)
                         // The network configuration listener serves the file's first mainframe driver.
                         m_netConfigWorkplaceID = id;
                         m_netConfigDriverID = pDriverID;
+                        m_netConfigInfoListener.init(id, pDriverID);
                         first = false;
                     }
                 }
