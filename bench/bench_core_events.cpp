@@ -7,8 +7,9 @@
 #include "rtk/log.h"
 #include "rtk/thread.h"
 
+#include "core_idlemacrosystem.h"
+
 #include <basekit/uniqueids.h>
-#include <interfaces/imacrosystem.h>
 
 #include <benchmark/benchmark.h>
 
@@ -36,24 +37,6 @@ bool prepareDriver()
     return true;
 }
 
-// The host's macro system with nothing armed; the hardware event path needs one.
-class NoMacroSystem : public IMacroSystem
-{
-public:
-    IInterface* queryInterface(unsigned int) override { return nullptr; }
-    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
-    bool startPreMacro(UniqueWidgetID const&) override { return false; }
-    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
-    void afterDownFirst(UniqueWidgetID const&) override {}
-    void afterDownLast(UniqueWidgetID const&) override {}
-    bool hasMacro(UniqueWidgetID const&) override { return false; }
-    void setMacroLevel(UniqueWidgetID const&, std::string const&) override {}
-    std::string getMacroLevel(UniqueWidgetID const&) override { return "DEFAULT"; }
-    void afterDownSecond(UniqueWidgetID const&) override {}
-    void onHold(UniqueWidgetID const&) override {}
-    void onUp(UniqueWidgetID const&) override {}
-};
-
 void BM_SendEventThroughMainLoop(benchmark::State& state)
 {
     if (!rtk::LogManager::hasInstance())
@@ -65,7 +48,7 @@ void BM_SendEventThroughMainLoop(benchmark::State& state)
         state.SkipWithError("no bin/libmoduledriver.so (set VP_BENCH_DRIVER to a driver library)");
         return;
     }
-    NoMacroSystem macroSystem;
+    IdleMacroSystem macroSystem;
     VirtualPanel panel;
     if (!panel.create(VirtualPanel::eModeHardware, ""))
     {

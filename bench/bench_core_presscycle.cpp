@@ -14,10 +14,11 @@
 #include "rtk/path.h"
 #include "rtk/thread.h"
 
+#include "core_idlemacrosystem.h"
+
 #include <basekit/timinglog.h>
 #include <basekit/uniqueids.h>
 #include <interfaces/ihwmodulemanager.h>
-#include <interfaces/imacrosystem.h>
 #include <interfaces/ipanelevent.h>
 
 #include <benchmark/benchmark.h>
@@ -40,23 +41,6 @@ int const s_modulesPerGroup = 4;
 int const s_presses = 100000;
 // Presses sent before the bench waits for the engine: a busy panel, without an unbounded queue.
 int const s_batch = 500;
-
-class NoMacroSystem : public IMacroSystem
-{
-public:
-    IInterface* queryInterface(unsigned int) override { return nullptr; }
-    bool isEventBlocked(UniqueWidgetID const&) override { return false; }
-    bool startPreMacro(UniqueWidgetID const&) override { return false; }
-    bool startReplaceMacro(UniqueWidgetID const&) override { return false; }
-    void afterDownFirst(UniqueWidgetID const&) override {}
-    void afterDownLast(UniqueWidgetID const&) override {}
-    bool hasMacro(UniqueWidgetID const&) override { return false; }
-    void setMacroLevel(UniqueWidgetID const&, std::string const&) override {}
-    std::string getMacroLevel(UniqueWidgetID const&) override { return "DEFAULT"; }
-    void afterDownSecond(UniqueWidgetID const&) override {}
-    void onHold(UniqueWidgetID const&) override {}
-    void onUp(UniqueWidgetID const&) override {}
-};
 
 void writeFile(std::filesystem::path const& path, std::string const& text)
 {
@@ -171,7 +155,7 @@ void BM_PressCycle(benchmark::State& state)
     std::filesystem::path const dir = preparePanel();
     std::filesystem::current_path(dir);
 
-    NoMacroSystem macroSystem;
+    IdleMacroSystem macroSystem;
     VirtualPanel* pPanel = new VirtualPanel;
     if (!pPanel->create(VirtualPanel::eModeHardware, ""))
     {
