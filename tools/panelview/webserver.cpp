@@ -62,11 +62,10 @@ void WebServer::setUpRoutes()
         PageHub& hub = m_hub;
         response.set_chunked_content_provider(
             "text/event-stream",
-            [&hub, page, first = true](size_t, httplib::DataSink& sink) mutable {
-                if (first)
+            [&hub, page](size_t offset, httplib::DataSink& sink) {
+                if (offset == 0)
                 {
                     // A browser that lost the stream tries again after a second.
-                    first = false;
                     std::string const retry = "retry: 1000\n\n";
                     return sink.write(retry.data(), retry.size());
                 }
