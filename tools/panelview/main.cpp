@@ -126,8 +126,11 @@ int main(int argc, char** argv)
     panelview::LinkEndpoint link(
         [&hub](std::string const& line) {
             std::string error;
-            if (!hub.applyLine(line, error))
-                std::cerr << "panelview: a line from the core was not understood (" << error << ")" << std::endl;
+            // The 1st, 2nd, 4th, 8th ... line not understood is named, so a flood cannot flood the log.
+            uint64_t const count = hub.applyLine(line, error) ? 0 : hub.getBadLineCount();
+            if (count != 0 && (count & (count - 1)) == 0)
+                std::cerr << "panelview: a line from the core was not understood (" << error << "), " << count
+                          << " so far" << std::endl;
         },
         [&hub](panelview::ELinkState state) { hub.setLinkState(state); }, options.m_silenceMs);
     panelview::WebServer server(hub, link);
