@@ -467,6 +467,30 @@ size_t HwPanelModel::getModuleTypeCount() const
     return m_moduleTypes.size();
 }
 
+bool HwPanelModel::findWidgetType(std::string const& name, WidgetType& type) const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    auto const found = m_widgetTypes.find(name);
+    if (found == m_widgetTypes.end())
+    {
+        return false;
+    }
+    type = found->second;
+    return true;
+}
+
+bool HwPanelModel::findModuleType(std::string const& name, ModuleType& type) const
+{
+    std::lock_guard<std::mutex> guard(m_lock);
+    auto const found = m_moduleTypes.find(name);
+    if (found == m_moduleTypes.end())
+    {
+        return false;
+    }
+    type = found->second;
+    return true;
+}
+
 void HwPanelModel::createRecordsLocked(UniqueModuleID const& id, ModuleType const& type,
                                        std::vector<uint16_t> const* pOnly, bool keepExisting)
 {

@@ -94,6 +94,9 @@ public:
     bool hasModuleType(std::string const& name) const;
     size_t getWidgetTypeCount() const;
     size_t getModuleTypeCount() const;
+    // Copies of a catalogue entry, for tools that draw the panel; false when the name is not known.
+    bool findWidgetType(std::string const& name, WidgetType& type) const;
+    bool findModuleType(std::string const& name, ModuleType& type) const;
 
     // Puts a module at id with default attributes for its widgets; false for an unknown type. A module
     // already there is replaced.

@@ -3,7 +3,7 @@
 #include <simlink/scprotocol.h>
 
 ModuleDriverSimulator::ModuleDriverSimulator(IPanelEvent* pEvents, char const* pAddress)
-    : m_pProtocol(new SCProtocol(pEvents, true))
+    : m_pProtocol(new SCProtocol(pEvents, true, SCProtocol::s_panelAliveIntervalMs))
 {
     if (pAddress != nullptr)
     {

@@ -135,6 +135,7 @@ TEST(SimLinkLine, EventLinesBecomeHardwareEvents)
         {"EVENT 0.1.1.1 \"\"", nullptr},
         {"press 0.1.1.1", nullptr},
         {"HELLO 1", nullptr},
+        {"SYNC", nullptr},
     };
     for (Case const& c : cases)
     {
@@ -204,6 +205,59 @@ TEST(SimLinkProtocol, WritesGoOutAsLinesAndEventLinesComeBack)
     EXPECT_EQ(2u, events.waitFor(2).size());
 }
 
+// A simulator that comes up late asks for the panel with SYNC and gets what it missed, as it stands now;
+// a link that has nothing to say sends ALIVE.
+TEST(SimLinkProtocol, SyncSendsThePanelAsItStandsAndSilenceSendsAlive)
+{
+    UdpPeer simulator;
+    ASSERT_TRUE(simulator.isOpen());
+    RecordingEvents events;
+    SCProtocol link(&events, true, 100);
+    ASSERT_TRUE(link.setDstIpAddress(simulator.address().c_str()));
+    UniqueWidgetID const button(0, 1, 2, 1);
+    UniqueWidgetID const fader(0, 1, 3, 1);
+    UniqueWidgetID const gone(0, 1, 4, 7);
+    link.sendModuleStatus(UniqueModuleID(0, 1, 3), "Fader1", "");
+    link.sendModuleStatus(UniqueModuleID(0, 1, 2), "LampRow4", "1");
+    link.sendModuleStatus(UniqueModuleID(0, 1, 4), "Display2", "");
+    for (UniqueWidgetID const& id : {fader, button, gone})
+    {
+        link.sendWidgetAdded(id);
+        link.setAllAttributesToDefault(id);
+    }
+    link.setAttributeBool(button, "LAMP", true);
+    link.setAttributeText(button, "LABEL", "CAM 1");
+    link.setAttributeBool(button, "LAMP", false); // the latest value counts
+    link.trigger(button, "FLASH", "3");           // a trigger is no state
+    link.setAttributeNumeric(fader, "POSITION", 40);
+    link.setAllAttributesToDefault(fader); // a reset forgets the writes before it
+    link.setAttributeBool(fader, "MOTOR", true);
+    link.setAttributeText(gone, "TEXT", "x");
+    link.sendModuleStatus(UniqueModuleID(0, 1, 4), "", ""); // its widgets go with it
+    std::string line;
+    while (line != "UNPLUG 0.1.4" && line != "<timeout>")
+        line = simulator.receive();
+    ASSERT_EQ("UNPLUG 0.1.4", line);
+
+    ASSERT_TRUE(simulator.reply("SYNC\n"));
+    for (char const* pLine :
+         {"HELLO 1", "MODULE 0.1.2 LampRow4 1", "MODULE 0.1.3 Fader1 \"\"", "WIDGET 0.1.2.1", "DEFAULT 0.1.2.1",
+          "TEXT 0.1.2.1 LABEL \"CAM 1\"", "BOOL 0.1.2.1 LAMP 0", "WIDGET 0.1.3.1", "DEFAULT 0.1.3.1",
+          "BOOL 0.1.3.1 MOTOR 1"})
+    {
+        EXPECT_EQ(pLine, simulator.receive());
+    }
+    // Nothing else was sent: the next line is the beat of a silent link.
+    EXPECT_EQ("ALIVE", simulator.receive(3000, true));
+    EXPECT_EQ(0u, link.getBadDatagramCount());
+    // SYNC with anything after it is no request, and no event either.
+    ASSERT_TRUE(simulator.reply("SYNC now"));
+    for (int i = 0; i < 300 && link.getBadDatagramCount() == 0; ++i)
+        usleep(10000);
+    EXPECT_EQ(1u, link.getBadDatagramCount());
+    EXPECT_EQ(0u, link.getEventCount());
+}
+
 TEST(SimLinkProtocol, AddressesAndSendersAreChecked)
 {
     RecordingEvents events;
@@ -221,12 +275,15 @@ TEST(SimLinkProtocol, AddressesAndSendersAreChecked)
     EXPECT_FALSE(link.getAttributeBool(UniqueWidgetID(0, 0, 1, 1), "LAMP", flag));
     EXPECT_EQ(IPanelFeedback::eParamTypeUnknown, link.getReceiveEventParamType(UniqueWidgetID(0, 0, 1, 1), "X"));
 
-    // Events are taken only from the simulator's host: here another loopback address.
+    // Events and requests are taken only from the simulator's host: here another loopback address.
     ASSERT_TRUE(link.setDstIpAddress("127.0.0.2:9"));
+    uint64_t const sent = link.getSentCount();
     UdpPeer stranger;
     ASSERT_TRUE(stranger.sendTo(link.getLocalPort(), "PRESS 0.1.1.2"));
-    for (int i = 0; i < 300 && link.getBadDatagramCount() == 0; ++i)
+    ASSERT_TRUE(stranger.sendTo(link.getLocalPort(), "SYNC"));
+    for (int i = 0; i < 300 && link.getBadDatagramCount() < 2; ++i)
         usleep(10000);
-    EXPECT_EQ(1u, link.getBadDatagramCount());
+    EXPECT_EQ(2u, link.getBadDatagramCount());
     EXPECT_EQ(0u, link.getEventCount());
+    EXPECT_EQ(sent, link.getSentCount());
 }

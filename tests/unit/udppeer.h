@@ -32,20 +32,27 @@ public:
     bool isOpen() const { return m_port != 0; }
     std::string address() const { return "127.0.0.1:" + std::to_string(m_port); }
 
-    // The next datagram, or "<timeout>" after timeoutMs; remembers the sender's port.
-    std::string receive(int timeoutMs = 3000)
+    // The next datagram, or "<timeout>" after timeoutMs; remembers the sender's port. The link's ALIVE
+    // lines, which come whenever it was silent for a while, are passed over unless keepAlive is set.
+    std::string receive(int timeoutMs = 3000, bool keepAlive = false)
     {
-        pollfd fd = {m_socket, POLLIN, 0};
-        if (poll(&fd, 1, timeoutMs) <= 0)
-            return "<timeout>";
-        char buffer[65536];
-        sockaddr_in from;
-        socklen_t length = sizeof(from);
-        ssize_t const count = recvfrom(m_socket, buffer, sizeof(buffer), 0, reinterpret_cast<sockaddr*>(&from), &length);
-        if (count < 0)
-            return "<error>";
-        m_senderPort = ntohs(from.sin_port);
-        return std::string(buffer, static_cast<size_t>(count));
+        for (;;)
+        {
+            pollfd fd = {m_socket, POLLIN, 0};
+            if (poll(&fd, 1, timeoutMs) <= 0)
+                return "<timeout>";
+            char buffer[65536];
+            sockaddr_in from;
+            socklen_t length = sizeof(from);
+            ssize_t const count =
+                recvfrom(m_socket, buffer, sizeof(buffer), 0, reinterpret_cast<sockaddr*>(&from), &length);
+            if (count < 0)
+                return "<error>";
+            m_senderPort = ntohs(from.sin_port);
+            std::string datagram(buffer, static_cast<size_t>(count));
+            if (keepAlive || datagram != "ALIVE")
+                return datagram;
+        }
     }
     // Sends to the port the last datagram came from.
     bool reply(std::string const& text) { return sendTo(m_senderPort, text); }

@@ -10,6 +10,7 @@
 
 #include <arpa/inet.h>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -18,7 +19,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-// Reads the socket until told to stop; a pipe wakes it for the stop.
+namespace
+{
+int64_t steadyMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+} // namespace
+
+// Reads the socket until told to stop; a pipe wakes it for the stop. Between datagrams it keeps the
+// link alive (SCProtocol::keepAlive).
 class SCProtocol::Receiver : public rtk::Thread
 {
 public:
@@ -44,7 +55,7 @@ protected:
         for (;;)
         {
             pollfd fds[2] = {{m_socket, POLLIN, 0}, {m_wake[0], POLLIN, 0}};
-            if (poll(fds, 2, -1) < 0)
+            if (poll(fds, 2, m_protocol.keepAlive()) < 0)
             {
                 if (errno == EINTR)
                     continue;
@@ -75,9 +86,10 @@ private:
     int m_wake[2];
 };
 
-SCProtocol::SCProtocol(IPanelEvent* pEvents, bool receive)
+SCProtocol::SCProtocol(IPanelEvent* pEvents, bool receive, unsigned int aliveIntervalMs)
     : m_pEvents(pEvents), m_pHwPanelFeedback(nullptr), m_socket(-1), m_localPort(0), m_hasDestination(false),
-      m_sent(0), m_sendFailures(0), m_events(0), m_badDatagrams(0)
+      m_sent(0), m_sendFailures(0), m_events(0), m_badDatagrams(0), m_aliveIntervalMs(aliveIntervalMs),
+      m_lastSendMs(steadyMs())
 {
     std::memset(&m_destination, 0, sizeof(m_destination));
     Orvane::Utilities::Logging::LogCategory log("Startup");
@@ -194,13 +206,71 @@ bool SCProtocol::send(std::string const& line)
         return false;
     }
     ++m_sent;
+    m_lastSendMs = steadyMs();
     return true;
+}
+
+bool SCProtocol::sendAttribute(UniqueWidgetID const& id, std::string const& attribute, std::string const& line)
+{
+    std::lock_guard<std::mutex> guard(m_mirrorLock);
+    m_attributeLines[id][attribute] = line;
+    return send(line);
+}
+
+int SCProtocol::keepAlive()
+{
+    if (m_aliveIntervalMs == 0)
+        return -1;
+    int64_t const interval = m_aliveIntervalMs;
+    int64_t const idle = steadyMs() - m_lastSendMs.load();
+    if (idle < interval)
+        return static_cast<int>(interval - idle);
+    {
+        std::lock_guard<std::mutex> guard(m_lock);
+        if (!m_hasDestination)
+            return static_cast<int>(interval);
+    }
+    send(simlink::s_verbAlive);
+    // A failed send leaves the time as it was: try again after a full interval all the same.
+    m_lastSendMs = steadyMs();
+    return static_cast<int>(interval);
+}
+
+void SCProtocol::sendPanel()
+{
+    std::lock_guard<std::mutex> guard(m_mirrorLock);
+    send(simlink::makeLine(simlink::s_verbHello, {std::to_string(simlink::s_protocolVersion)}));
+    for (auto const& module : m_moduleLines)
+        send(module.second);
+    for (auto const& widget : m_attributeLines)
+    {
+        std::string const id = widget.first.toString();
+        send(simlink::makeLine(simlink::s_verbWidget, {id}));
+        send(simlink::makeLine(simlink::s_verbDefault, {id}));
+        for (auto const& attribute : widget.second)
+            send(attribute.second);
+    }
 }
 
 void SCProtocol::receive(std::string const& datagram, sockaddr_in const& from)
 {
     simlink::SimEvent event;
     std::string error;
+    if (simlink::isSyncLine(datagram))
+    {
+        bool fromSimulator = false;
+        {
+            std::lock_guard<std::mutex> guard(m_lock);
+            fromSimulator = m_hasDestination && from.sin_addr.s_addr == m_destination.sin_addr.s_addr;
+        }
+        // Answered outside m_lock: the answer takes the mirror's lock, and the core's writes take that
+        // one before m_lock.
+        if (fromSimulator)
+        {
+            sendPanel();
+            return;
+        }
+    }
     // The lock is held while the event is handed over, so that setPanelEventInterface(nullptr) can
     // tell the core's event entry that nothing reaches it any more.
     std::lock_guard<std::mutex> guard(m_lock);
@@ -246,22 +316,25 @@ IPanelFeedback::EWidgetParameterType SCProtocol::getReceiveEventParamType(Unique
 
 void SCProtocol::setAllAttributesToDefault(UniqueWidgetID const& id)
 {
+    std::lock_guard<std::mutex> guard(m_mirrorLock);
+    m_attributeLines[id].clear();
     send(simlink::makeLine(simlink::s_verbDefault, {id.toString()}));
 }
 
 bool SCProtocol::setAttributeBool(UniqueWidgetID const& id, std::string const& attribute, bool value)
 {
-    return send(simlink::makeLine(simlink::s_verbBool, {id.toString(), attribute, value ? "1" : "0"}));
+    return sendAttribute(id, attribute, simlink::makeLine(simlink::s_verbBool, {id.toString(), attribute, value ? "1" : "0"}));
 }
 
 bool SCProtocol::setAttributeNumeric(UniqueWidgetID const& id, std::string const& attribute, int value)
 {
-    return send(simlink::makeLine(simlink::s_verbNumeric, {id.toString(), attribute, std::to_string(value)}));
+    return sendAttribute(id, attribute,
+                         simlink::makeLine(simlink::s_verbNumeric, {id.toString(), attribute, std::to_string(value)}));
 }
 
 bool SCProtocol::setAttributeText(UniqueWidgetID const& id, std::string const& attribute, std::string const& value)
 {
-    return send(simlink::makeLine(simlink::s_verbText, {id.toString(), attribute, value}));
+    return sendAttribute(id, attribute, simlink::makeLine(simlink::s_verbText, {id.toString(), attribute, value}));
 }
 
 bool SCProtocol::getAttributeBool(UniqueWidgetID const& id, std::string const& attribute, bool& value)
@@ -286,13 +359,24 @@ bool SCProtocol::trigger(UniqueWidgetID const& id, std::string const& event, std
 
 void SCProtocol::sendModuleStatus(UniqueModuleID const& id, std::string const& type, std::string const& version)
 {
+    std::lock_guard<std::mutex> guard(m_mirrorLock);
     if (type.empty())
+    {
+        // The core drops the module's widgets with it, without resetting them.
+        m_moduleLines.erase(id);
+        m_attributeLines.erase(m_attributeLines.lower_bound(UniqueWidgetID(id, 0)),
+                               m_attributeLines.upper_bound(UniqueWidgetID(id, 0xffff)));
         send(simlink::makeLine(simlink::s_verbUnplug, {id.toString()}));
-    else
-        send(simlink::makeLine(simlink::s_verbModule, {id.toString(), type, version}));
+        return;
+    }
+    std::string const line = simlink::makeLine(simlink::s_verbModule, {id.toString(), type, version});
+    m_moduleLines[id] = line;
+    send(line);
 }
 
 void SCProtocol::sendWidgetAdded(UniqueWidgetID const& id)
 {
+    std::lock_guard<std::mutex> guard(m_mirrorLock);
+    m_attributeLines[id];
     send(simlink::makeLine(simlink::s_verbWidget, {id.toString()}));
 }

@@ -15,10 +15,12 @@ char const* const s_verbDefault = "DEFAULT";
 char const* const s_verbWidget = "WIDGET";
 char const* const s_verbModule = "MODULE";
 char const* const s_verbUnplug = "UNPLUG";
+char const* const s_verbAlive = "ALIVE";
 char const* const s_verbPress = "PRESS";
 char const* const s_verbRelease = "RELEASE";
 char const* const s_verbMove = "MOVE";
 char const* const s_verbEvent = "EVENT";
+char const* const s_verbSync = "SYNC";
 
 namespace
 {
@@ -308,5 +310,12 @@ bool parseEventLine(std::string const& line, SimEvent& event, std::string& error
     }
     error = "bad fields for " + verb;
     return false;
+}
+
+bool isSyncLine(std::string const& line)
+{
+    std::vector<std::string> fields;
+    std::string error;
+    return splitLine(line, fields, error) && fields.size() == 1 && fields[0] == s_verbSync;
 }
 } // namespace simlink

@@ -23,11 +23,13 @@ extern char const* const s_verbDefault; // DEFAULT <w.g.m.n>: the control went b
 extern char const* const s_verbWidget;  // WIDGET <w.g.m.n>: the core made the control's widget
 extern char const* const s_verbModule;  // MODULE <w.g.m> <type> <version>: a module was reported
 extern char const* const s_verbUnplug;  // UNPLUG <w.g.m>: a module has gone
+extern char const* const s_verbAlive;   // ALIVE: nothing else was sent for a while; the core is there
 // Simulator to core.
 extern char const* const s_verbPress;   // PRESS <w.g.m.n>: the event DOWN
 extern char const* const s_verbRelease; // RELEASE <w.g.m.n>: the event UP
 extern char const* const s_verbMove;    // MOVE <w.g.m.n> <decimal>: the event MOVE with that value
 extern char const* const s_verbEvent;   // EVENT <w.g.m.n> <name> [<decimal> [transient]]: any event
+extern char const* const s_verbSync;    // SYNC: send the panel as it stands (HELLO, then what the link sent)
 
 // The version HELLO carries; a simulator ignores verbs it does not know.
 int const s_protocolVersion = 1;
@@ -59,6 +61,8 @@ struct SimEvent
 
 // Reads a line from the simulator into an event; false, with the reason, for anything else.
 bool parseEventLine(std::string const& line, SimEvent& event, std::string& error);
+// True for a SYNC line (the verb alone, a line end allowed).
+bool isSyncLine(std::string const& line);
 } // namespace simlink
 
 #endif
