@@ -190,6 +190,9 @@ private:
                                 std::set<TListener*> const& (PDLVariable::*collective)() const,
                                 TListener* PDLEvent::*target);
     void processHWEvent(UniqueWidgetID const& id, std::string const& name, int value, bool first);
+    // The diagnostic mode without queueing (hwevq off): the event runs on the caller's thread without
+    // any lock. Its own frame lets the thread sanitizer's suppressions name this path alone.
+    void runHWEventUnqueued(UniqueWidgetID const& id, std::string const& name, int value);
 
     bool shellCmdSetMaxEventTime(rtk::CmdParameters& params);
     bool shellCmdHWEvQ(rtk::CmdParameters& params);

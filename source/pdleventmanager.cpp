@@ -574,8 +574,7 @@ void PDLEventManager::sendEvent(UniqueWidgetID const& id, std::string const& nam
 {
     if (!m_hwEventQueueing)
     {
-        // Diagnostic mode: run on the caller's thread, without any lock.
-        processHWEvent(id, name, value, true);
+        runHWEventUnqueued(id, name, value);
         return;
     }
 
@@ -598,6 +597,11 @@ void PDLEventManager::sendEvent(UniqueWidgetID const& id, std::string const& nam
     ++m_hwEventQueueCount;
     wakeStateDriver();
     m_hwEventMutex.give();
+}
+
+void PDLEventManager::runHWEventUnqueued(UniqueWidgetID const& id, std::string const& name, int value)
+{
+    processHWEvent(id, name, value, true);
 }
 
 void PDLEventManager::processHWEventQueue()
