@@ -81,7 +81,6 @@ TEST_F(ParserTest, DeepNestingExhaustsTheStack)
     ParseResult const grown = parse(deep);
     EXPECT_EQ(0, grown.code);
     EXPECT_EQ(0u, grown.errors) << joinLines(grown.messages);
-
     std::string const tooDeep = "init print " + std::string(10000, '(') + "1" + std::string(10000, ')');
     ParseResult const result = parse(tooDeep);
     EXPECT_EQ(2, result.code);
@@ -186,15 +185,26 @@ TEST_F(ParserTest, EveryTruncationEndsCleanlyOrAtOneSyntaxError)
     }
 }
 
-TEST_F(ParserTest, EmptySourcePathCountsWithoutWriting)
+TEST_F(ParserTest, StaleWordsAfterASyntaxErrorDoNoHarm)
 {
-    makeModule();
-    g_lexFilePath = rtk::Path();
-    PDLParseInfo::m_errorCount = 0;
-    testing::internal::CaptureStderr();
-    yyerror("quiet");
-    EXPECT_EQ("", testing::internal::GetCapturedStderr());
-    EXPECT_EQ(1u, PDLParseInfo::m_errorCount);
+    // The parse stops inside the widget's event block: the words saved by both markers stay.
+    ParseResult const broken = parse("widget $w = 1 event (e) while )");
+    EXPECT_EQ(1, broken.code);
+    std::vector<uint32_t> const stale = {0u, 287u};
+    EXPECT_EQ(stale, std::vector<uint32_t>(flag_stack.begin(), flag_stack.end()));
+    EXPECT_EQ(285u, allow_flags);
+    // A parse that starts on those leftovers: each block sets its own word and restores the one below.
+    ParseResult const next = parse("init set(a) 1 call b.c() end init\n"
+                                   "widget $w = 1 goto x end widget\n",
+                                   false);
+    EXPECT_EQ(0, next.code);
+    std::vector<std::string> const expected = {
+        at(1, "set not allowed in this context"),
+        at(2, "goto not allowed in this context"),
+    };
+    EXPECT_EQ(expected, next.messages);
+    EXPECT_EQ(stale, std::vector<uint32_t>(flag_stack.begin(), flag_stack.end()));
+    EXPECT_EQ(285u, allow_flags);
 }
 } // namespace
 } // namespace parsertest

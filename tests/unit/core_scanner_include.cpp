@@ -9,14 +9,12 @@ namespace
 {
 std::vector<std::string> s_hookPaths;
 std::string s_redirectTarget;
-
 // An include hook that opens nothing.
 void failingInclude(rtk::Path const& path)
 {
     s_hookPaths.push_back(path.getString());
     yyin = nullptr;
 }
-
 // An include hook that reads another file than the one named.
 void redirectingInclude(rtk::Path const& path)
 {
@@ -118,7 +116,6 @@ TEST_F(ScannerTest, AMissingIncludeCascadesUpToTheNextQuotes)
               testing::internal::GetCapturedStderr());
     EXPECT_EQ("IDENTIFIER(x)@1", describe(tokens));
     EXPECT_EQ(eLexIncludeName, lexGetCondition());
-
     // The condition outlives the parse: the next file starts as an include file name.
     writeFile("good.pdl", "fromGood");
     testing::internal::CaptureStderr();
@@ -146,7 +143,6 @@ TEST_F(ScannerTest, AnIncludeThatOpensNoStreamIsUndone)
     EXPECT_EQ(0, tokens[1].depth);
     EXPECT_EQ(std::vector<std::string>{path("exists.pdl")}, s_hookPaths);
     EXPECT_EQ(eLexNormal, lexGetCondition());
-
     // The existence test comes first: a missing file never reaches the hook.
     s_hookPaths.clear();
     testing::internal::CaptureStderr();
@@ -206,7 +202,6 @@ TEST_F(ScannerTest, FlushAbandonsAnUnfinishedIncludeChain)
     EXPECT_EQ("IDENTIFIER(deep1)@1", describe(next()));
     EXPECT_EQ(2, include_stack_ptr);
     EXPECT_EQ(openBefore + 3, countOpenFiles());
-
     // As after a syntax error inside an included file: the next parse must not return into it.
     flushLex();
     EXPECT_EQ(0, include_stack_ptr);

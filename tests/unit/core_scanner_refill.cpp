@@ -27,7 +27,6 @@ void recordingDecode(void* /*pBuffer*/, fpos_t position, unsigned long count)
 {
     s_refills.push_back(Refill{offsetOf(position), count});
 }
-
 // A stand-in cipher: every byte XOR 0x55, applied in place.
 void xorDecode(void* pBuffer, fpos_t position, unsigned long count)
 {
