@@ -29,7 +29,6 @@ protected:
         m_group.reset(new PDLGroup(m_workplace.get(), 3, 7));
         m_module.reset(new PDLModule(m_group.get(), UniqueModuleID(3, 7, 9), 11, 2, nullptr, "m.mhl"));
     }
-
     void TearDown() override
     {
         m_module.reset();
@@ -38,77 +37,13 @@ protected:
         m_global.reset();
         PDLTest::TearDown();
     }
-
     rtk::Path configDir() const { return rtk::Path((m_directory / "config").string()); }
-
     std::unique_ptr<PDLGlobal> m_global;
     std::unique_ptr<PDLWorkplace> m_workplace;
     std::unique_ptr<PDLGroup> m_group;
     std::unique_ptr<PDLModule> m_module;
 };
 } // namespace
-
-TEST_F(ModuleScopeTest, BuiltInsOfEveryScopeResolveThroughTheChain)
-{
-    ASSERT_TRUE(m_module->load(configDir(), "empty.pdl"));
-    // A local context inside the module sees every built-in up the chain.
-    TestContext local(m_module.get(), eScopeLocal);
-    EXPECT_EQ("3", textOf(local.getVariable("workplace_id", false, false)));
-    EXPECT_EQ("7", textOf(local.getVariable("group_id", false, false)));
-    EXPECT_EQ("9", textOf(local.getVariable("module_id", false, false)));
-    EXPECT_EQ("11", textOf(local.getVariable("conn_port", false, false)));
-    EXPECT_EQ("2", textOf(local.getVariable("conn_connector", false, false)));
-    EXPECT_FALSE(local.getVariable("event_name", false, false)->isValid());
-    EXPECT_EQ(3, local.getWorkplaceID());
-    EXPECT_EQ(7, local.getGroupID());
-    EXPECT_EQ(9, local.getModuleID());
-    EXPECT_EQ(m_module.get(), local.getModule());
-
-    // Each built-in lives in the table of its own scope, read-only and silent.
-    struct Expected
-    {
-        PDLContext* m_pContext;
-        char const* m_pName;
-        EScope m_scope;
-    };
-    Expected const expected[] = {
-        {m_global.get(), "event_name", eScopeGlobal},  {m_global.get(), "event_id", eScopeGlobal},
-        {m_global.get(), "event_value", eScopeGlobal}, {m_workplace.get(), "workplace_id", eScopeWorkplace},
-        {m_group.get(), "group_id", eScopeGroup},      {m_module.get(), "module_id", eScopeModule},
-        {m_module.get(), "conn_port", eScopeModule},   {m_module.get(), "conn_connector", eScopeModule},
-    };
-    for (Expected const& entry : expected)
-    {
-        ASSERT_TRUE(entry.m_pContext->getSymbolTable()->hasVariable(entry.m_pName)) << entry.m_pName;
-        PDLVariable* pVariable = entry.m_pContext->getSymbolTable()->getVariable(entry.m_pName);
-        EXPECT_EQ(entry.m_scope, pVariable->getScope()) << entry.m_pName;
-        EXPECT_EQ(entry.m_scope, entry.m_pContext->getScope()) << entry.m_pName;
-        EXPECT_TRUE(pVariable->isReadOnly()) << entry.m_pName;
-        EXPECT_FALSE(pVariable->generatesEvents()) << entry.m_pName;
-        EXPECT_EQ("", pVariable->getTypeName()) << entry.m_pName;
-    }
-    EXPECT_EQ(3u, m_global->getSymbolTable()->getVariables().size());
-    EXPECT_EQ(1u, m_group->getSymbolTable()->getVariables().size());
-    EXPECT_EQ(nullptr, m_global->getParent());
-    EXPECT_EQ(0, m_global->getWorkplaceID());
-    EXPECT_EQ(3, m_group->getWorkplaceID());
-}
-
-TEST_F(ModuleScopeTest, AssignmentToABuiltInIsRefused)
-{
-    ASSERT_TRUE(m_module->load(configDir(), "empty.pdl"));
-    for (char const* pName : {"group_id", "workplace_id", "module_id", "event_name"})
-    {
-        uint32_t const errors = PDLParseInfo::m_errorCount;
-        std::unique_ptr<PDLCommand> pAssign(assign(pName, num(5)));
-        pAssign->setContext(m_module.get(), false);
-        EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount) << pName;
-    }
-    EXPECT_EQ(4, countInLog("cannot assign to read-only variable"));
-    // Resetting the module's table leaves built-ins as they are.
-    m_module->getSymbolTable()->resetVariables();
-    EXPECT_EQ("9", textOf(m_module->getVariable("module_id", false, false)));
-}
 
 TEST_F(ModuleScopeTest, SetEventFillsTheGlobalEventVariables)
 {
@@ -122,7 +57,6 @@ TEST_F(ModuleScopeTest, SetEventFillsTheGlobalEventVariables)
     EXPECT_EQ("42", textOf(pTable->getVariable("event_id")));
     EXPECT_EQ(PDLVariant::eInt, pTable->getVariable("event_value")->getValue("", false).getKind());
     EXPECT_EQ("17", textOf(pTable->getVariable("event_value")));
-
     // A text value wins over the number.
     event.m_strValue = "high";
     event.m_name = "RELEASE";
@@ -147,13 +81,11 @@ TEST_F(ModuleScopeTest, InitSectionOwnsItsLocalsAndRunsItsCode)
     m_module->addInitSection(pSection);
     m_module->addInitSection(nullptr);
     EXPECT_EQ(1u, m_module->getInitSections().size());
-
     uint32_t const errors = PDLParseInfo::m_errorCount;
     pSection->init();
     pSection->execute();
     EXPECT_EQ(errors, PDLParseInfo::m_errorCount) << logText();
     EXPECT_EQ("5", textOf(m_module->getVariable("out", false, false)));
-
     // Without code each step is a counted fault.
     PDLInitSection empty(m_module.get(), nullptr, nullptr);
     empty.init();
