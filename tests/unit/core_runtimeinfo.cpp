@@ -27,7 +27,6 @@ public:
     }
     std::vector<PDLCommand*> m_children;
     std::atomic<int> m_runs{0};
-
 protected:
     bool onExecute() override
     {
@@ -42,7 +41,6 @@ protected:
         }
         return m_result;
     }
-
 private:
     bool m_result;
 };
@@ -172,36 +170,6 @@ TEST_F(PDLTest, ReportFallsBackToTheContextAndForgetsDeletedOnes)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "alone");
     EXPECT_EQ("\nERROR:\nalone\n\n", logText());
-}
-
-TEST_F(PDLTest, NodesBindThroughTheirContext)
-{
-    TestContext module(nullptr, eScopeModule);
-    TestContext widget(&module, eScopeLocal);
-    module.getSymbolTable()->registerVariable(
-        new PDLVariableSimple(eScopeModule, "", "m", true, false, false, false));
-    TestNode node;
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    // Before binding: the failed check, and null.
-    EXPECT_EQ(nullptr, node.getVariable("m", true));
-    EXPECT_EQ(nullptr, node.getLocalVariable("m"));
-    EXPECT_EQ(nullptr, node.getWidget());
-    EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-    EXPECT_EQ(2, countInLog("\nFATAL:\nm_pContext\n"));
-    node.setContext(&widget, true);
-    EXPECT_EQ(1, node.m_bindCount);
-    EXPECT_EQ(&widget, node.getContext());
-    // Bound without event registration: the read registers nobody.
-    EXPECT_NE(nullptr, node.getVariable("m", true));
-    EXPECT_TRUE(widget.m_registrations.empty());
-    // Binding again overwrites and binds again.
-    node.setContext(&widget, false);
-    EXPECT_EQ(2, node.m_bindCount);
-    EXPECT_NE(nullptr, node.getVariable("m", false));
-    EXPECT_TRUE(widget.m_registrations.empty());
-    EXPECT_NE(nullptr, node.getVariable("m", true));
-    ASSERT_EQ(1u, widget.m_registrations.size());
-    EXPECT_EQ(std::make_pair(std::string("m"), false), widget.m_registrations[0]);
 }
 
 TEST_F(PDLTest, CommandsRegisterTheirLineWithTheModuleBeingParsed)
