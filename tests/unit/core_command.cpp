@@ -90,31 +90,6 @@ TEST_F(CommandTest, CodeBlockHandsOverToAnotherStateAfterItsCommands)
     installGotoRecorder(nullptr);
 }
 
-TEST_F(CommandTest, ForEachStopsOnFalseAndSetsOnlyChangedValues)
-{
-    PDLVariableSimple* pItem = m_context.declare(simpleVar("item", eScopeLocal));
-    m_context.declare(simpleVar("count"))->setValue(PDLVariant(0));
-    // EXIT after the first element.
-    PDLCommand* pFirstOnly =
-        bound(new PDLCommandForEach("item", new PDLSetExpConstSet(values({PDLVariant(4), PDLVariant(5)})),
-                                    block({increment("count"), new PDLCommandExit()})));
-    EXPECT_FALSE(pFirstOnly->execute());
-    EXPECT_EQ(1, value("count").getInt());
-    EXPECT_EQ(4, pItem->getValue("", false).getInt());
-    // An element equal to the present value keeps the old value, kind included.
-    pItem->setValue(PDLVariant("7"));
-    pItem->clearChangeFlag();
-    EXPECT_TRUE(
-        run(new PDLCommandForEach("item", new PDLSetExpConstSet(values({PDLVariant(7)})), block({}))));
-    EXPECT_EQ(PDLVariant::eString, pItem->getValue("", false).getKind());
-    EXPECT_FALSE(pItem->isChanged());
-    EXPECT_TRUE(
-        run(new PDLCommandForEach("item", new PDLSetExpConstSet(values({PDLVariant(8)})), block({}))));
-    EXPECT_TRUE(pItem->isChanged());
-    EXPECT_EQ(8, pItem->getValue("", false).getInt());
-    EXPECT_EQ("", logText());
-}
-
 TEST_F(CommandTest, EventBlocksRunWhenTheirConditionHolds)
 {
     PDLVariableSimple* pTrigger = m_context.declare(simpleVar("trigger"));

@@ -16,7 +16,6 @@ public:
         ++*m_pRuns;
         return m_result;
     }
-
 private:
     bool m_result;
     int* m_pRuns;
@@ -102,39 +101,6 @@ TEST_F(ConditionContextTest, BindingPassesTheRegistrationFlagOn)
     bound(new PDLConditionEq(nullptr, num(1)));
     EXPECT_EQ("\nFATAL:\nm_pLeftExpression\n\n", logText());
     EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-}
-
-TEST_F(ConditionContextTest, AssignHandsTheSetsTypeToTheVariable)
-{
-    PDLVariableSimple* pX = m_context.declare(simpleVar("x"));
-    pX->setValue(PDLVariant(7));
-    PDLCondition* pAssign = bound(new PDLConditionAssign(ref("x"), new PDLSetExpType("Colors", nullptr)));
-    // Testing does not register for changes.
-    EXPECT_TRUE(m_context.m_registrations.empty());
-    EXPECT_FALSE(pAssign->evaluate());
-    EXPECT_EQ("", pX->getTypeName());
-    pX->setValue(PDLVariant("green"));
-    EXPECT_TRUE(pAssign->evaluate());
-    EXPECT_EQ("Colors", pX->getTypeName());
-    // Outside the set again: false, and the type stays.
-    pX->setValue(PDLVariant("pink"));
-    EXPECT_FALSE(pAssign->evaluate());
-    EXPECT_EQ("Colors", pX->getTypeName());
-    // A set without a type name takes it away.
-    pX->setValue(PDLVariant(3));
-    EXPECT_TRUE(
-        bound(new PDLConditionAssign(ref("x"), new PDLSetExpConstSet(values({PDLVariant(3)}))))->evaluate());
-    EXPECT_EQ("", pX->getTypeName());
-    EXPECT_EQ("", logText());
-    m_log.str("");
-    PDLCondition* pUnknown = bound(new PDLConditionAssign(ref("nope"), new PDLSetExpConstSet()));
-    EXPECT_EQ(1, countInLog("undeclared variable nope"));
-    m_log.str("");
-    EXPECT_FALSE(pUnknown->evaluate());
-    EXPECT_EQ("\nFATAL:\nm_pVariable\n\n", logText());
-    m_log.str("");
-    EXPECT_FALSE(PDLConditionAssign(ref("x"), new PDLSetExpConstSet()).evaluate());
-    EXPECT_EQ("\nFATAL:\nm_pContext\n\n", logText());
 }
 
 TEST_F(ConditionContextTest, EventConditionOnABareWord)

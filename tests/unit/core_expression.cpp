@@ -237,25 +237,6 @@ TEST_F(ExpressionValueTest, SingleValueRunsOnceEvenWhenInvalid)
     EXPECT_EQ("", logText());
 }
 
-TEST_F(ExpressionValueTest, SingleValueOfAVariableCarriesItsType)
-{
-    PDLVariableSimple* pColor = m_context.declare(simpleVar("color", eScopeModule, "Colors"));
-    pColor->setValue(PDLVariant("green"));
-    auto* pSingle = bound(new PDLSetExpSingleValue(new PDLExpressionVariable(ref("color"), nullptr)), true);
-    EXPECT_TRUE(m_context.m_registrations.empty());
-    EXPECT_EQ("Colors", pSingle->getTypeName());
-    EXPECT_EQ(pColor, pSingle->getExpressionVariable().m_pVariable);
-    EXPECT_EQ(Texts({"green"}), walk(*pSingle));
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    PDLSetExpSingleValue empty(nullptr);
-    EXPECT_FALSE(empty.isElement(PDLVariant(1)));
-    EXPECT_EQ(Texts({}), walk(empty));
-    EXPECT_EQ("", empty.getTypeName());
-    EXPECT_EQ(nullptr, empty.getExpressionVariable().m_pVariable);
-    EXPECT_EQ(2, countInLog("FATAL:\nm_pSingleValue\n"));
-    EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-}
-
 TEST_F(ExpressionValueTest, TypeSetsIterateAndTestThroughMappings)
 {
     PDLSetExpType plain("Colors", nullptr);

@@ -20,7 +20,6 @@ public:
     CerrCapture() : m_pOld(std::cerr.rdbuf(m_text.rdbuf())) {}
     ~CerrCapture() { std::cerr.rdbuf(m_pOld); }
     std::string text() const { return m_text.str(); }
-
 private:
     std::ostringstream m_text;
     std::streambuf* m_pOld;
@@ -153,31 +152,6 @@ TEST_F(ModuleLoadTest, BindingFaultsFailACleanParse)
     // init runs the init sections, and the INIT event reaches the widgets.
     m_module->init();
     EXPECT_EQ(std::vector<std::string>{"init"}, journal);
-}
-
-TEST_F(ModuleLoadTest, IncludeOpensTheFileOrItsTwinAndNamesItRelativeToTheBase)
-{
-    writeFile("config/PDL/a.pdl", "");
-    writeFile("config/PDL/inc/b.pdl", "");
-    std::filesystem::create_directories(m_directory / "config" / "PDL" / "inc");
-    writeFile("config/PDL/inc/b.pdl", "");
-    writeFile("config/PDL/inc/c.pdl.enc", "");
-    ASSERT_TRUE(m_module->load(base(), "PDL/a.pdl"));
-    FILE* const pBefore = yyin;
-    m_module->include(rtk::Path(full("PDL/inc/b.pdl")));
-    ASSERT_NE(nullptr, yyin);
-    EXPECT_NE(pBefore, yyin);
-    std::fclose(yyin);
-    EXPECT_EQ(1, countInLog("    [Including file \"PDL/inc/b.pdl\"]...\n")) << logText();
-    m_module->include(rtk::Path(full("PDL/inc/c.pdl")));
-    ASSERT_NE(nullptr, yyin);
-    std::fclose(yyin);
-    m_module->include(rtk::Path(full("PDL/inc/none.pdl")));
-    EXPECT_EQ(nullptr, yyin);
-    // A path shorter than the base is shown whole.
-    m_module->include(rtk::Path("/x"));
-    EXPECT_EQ(nullptr, yyin);
-    EXPECT_EQ(1, countInLog("    [Including file \"/x\"]...\n")) << logText();
 }
 
 TEST_F(ModuleLoadTest, DiscardedCommandsLeaveTheLineTable)

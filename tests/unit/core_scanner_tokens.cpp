@@ -140,25 +140,6 @@ TEST_F(ScannerTest, FlushDropsWhatTheBufferStillHolds)
     EXPECT_EQ("IDENTIFIER(q)@1", describe(scanRest()));
     EXPECT_EQ(0, next().code);
 }
-
-TEST_F(ScannerTest, ParseErrorsNameFileAndLineAndAreCounted)
-{
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    g_lexFilePath = rtk::Path("config/PDL/x.pdl");
-    yylineno = 7;
-    testing::internal::CaptureStderr();
-    yyerror("syntax error, unexpected IDENTIFIER");
-    EXPECT_EQ("config/PDL/x.pdl(7): syntax error, unexpected IDENTIFIER\n",
-              testing::internal::GetCapturedStderr());
-    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-    // Without a path nothing is written, but the error still counts.
-    g_lexFilePath = rtk::Path();
-    testing::internal::CaptureStderr();
-    yyerror("memory exhausted");
-    EXPECT_EQ("", testing::internal::GetCapturedStderr());
-    EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-    PDLParseInfo::m_errorCount = errors;
-}
 // A syntax error makes the parser throw away the strings it holds: the sanitizer build checks they are freed.
 TEST_F(ScannerTest, StringsDroppedOnASyntaxErrorAreFreed)
 {
