@@ -278,33 +278,6 @@ TEST_F(ChainTest, SharedVariablesAreOnePerNameAndOncePerFile)
     freeRemains(pProtos);
 }
 
-TEST_F(ChainTest, TypesLandInTheModuleOnce)
-{
-    m_pWidget->createType("Mode", new std::vector<PDLVariant>{PDLVariant("off"), PDLVariant("on")});
-    ASSERT_TRUE(m_pModule->hasType("Mode"));
-    EXPECT_EQ(2u, m_pModule->getType("Mode")->getValueVector("")->size());
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    m_log.str("");
-    m_pModuleContext->createType("Mode", new std::vector<PDLVariant>{PDLVariant(1)});
-    EXPECT_EQ("\nERROR:\ntype 'Mode' was already declared\n\n", logText());
-    EXPECT_EQ(2u, m_pModule->getType("Mode")->getValueVector("")->size());
-    auto* pNames = new std::vector<std::string>{"fid"};
-    auto* pRows = new PDLMappedValueList();
-    pRows->push_back(new PDLValMapping(PDLVariant(1), new std::vector<PDLVariant>{PDLVariant("A")}));
-    m_pModuleContext->createType("Mode", pNames, pRows);
-    EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-    // The mapped variant leaves its arguments to the caller.
-    delete pNames;
-    delete pRows;
-    m_pModuleContext->createType("Map", new std::vector<std::string>{"fid"}, new PDLMappedValueList());
-    EXPECT_TRUE(m_pModule->hasType("Map"));
-    // A context without a module: the failed check.
-    m_log.str("");
-    m_pGroup->createType("Lost", new std::vector<PDLVariant>{PDLVariant(1)});
-    EXPECT_EQ("\nFATAL:\npModule\n\n", logText());
-    EXPECT_EQ(errors + 3, PDLParseInfo::m_errorCount);
-}
-
 TEST_F(PDLTest, SymbolTableOwnsRefusesDuplicatesAndDumps)
 {
     PDLSymbolTable table;
