@@ -235,14 +235,6 @@ TEST_F(CommandTest, DelaySleepsTheGivenMilliseconds)
     EXPECT_TRUE(run(new PDLCommandDelay(invalid())));
     EXPECT_TRUE(run(new PDLCommandDelay(num(-5))));
     EXPECT_EQ("", logText());
-    // It needs an expression and a scope.
-    PDLCommand* pNothing = bound(new PDLCommandDelay(nullptr));
-    EXPECT_FALSE(pNothing->execute());
-    EXPECT_EQ(2, countInLog("FATAL:\nm_pExpression\n"));
-    PDLCommandDelay loose(num(1));
-    loose.setContext(nullptr, false);
-    EXPECT_EQ(1, countInLog("FATAL:\nm_pContext\n"));
-    EXPECT_EQ(3u, newErrors());
 }
 
 TEST_F(CommandStateTest, UnfoldPublishesTheSelectionBeneathTheId)

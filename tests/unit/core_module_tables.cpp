@@ -91,19 +91,6 @@ TEST_F(ModuleTableTest, FunctionNamesAreUniqueAndTypesRedeclareSilently)
     EXPECT_FALSE(m_module.registerType(new PDLType("colour", values({7}))));
     EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
     EXPECT_EQ(pType, m_module.getType("colour"));
-    ASSERT_NE(nullptr, m_module.getType("colour")->getValueVector(""));
-    EXPECT_EQ(2u, m_module.getType("colour")->getValueVector("")->size());
-    EXPECT_TRUE(m_module.hasType("colour"));
-    EXPECT_FALSE(m_module.hasType("size"));
-    EXPECT_EQ(nullptr, m_module.getType("size"));
-    EXPECT_FALSE(m_module.registerType(nullptr));
-    EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-    CoutCapture out;
-    m_module.registerType(new PDLType("alpha", values({3})));
-    m_module.dumpTypes();
-    std::string const text = out.text();
-    EXPECT_EQ(0u, text.find("Types:\n======\nName:   alpha\n")) << text;
-    EXPECT_LT(text.find("alpha"), text.find("colour"));
 }
 
 TEST_F(ModuleTableTest, EventEntryReportsFaultsAndSetsVariables)

@@ -151,7 +151,6 @@ TEST(PDLVariant, FloatTextDependsOnTheMagnitude)
     }
     EXPECT_EQ("12.50", other.getString());
 }
-
 // The rule as a default-locale output stream applies it, to check a wide spread of floats.
 std::string streamFormat(float f)
 {
@@ -269,15 +268,10 @@ TEST(PDLVariant, SettersClearAndAppendNeverShowAStaleValue)
     EXPECT_EQ("Variant bool ON", dumped(v));
     v.setString("7x");
     EXPECT_EQ(7, v.getInt());
-
     PDLVariant b(9.5f);
     b = PDLVariant();
     EXPECT_EQ("Variant invalid", dumped(b));
     EXPECT_EQ(0.0f, b.getFloat());
-    PDLVariant& alias = v;
-    v = alias;
-    EXPECT_EQ("7x", v.getString());
-
     // clear keeps the kind; append turns any kind into its text first.
     struct Row
     {
@@ -301,12 +295,6 @@ TEST(PDLVariant, SettersClearAndAppendNeverShowAStaleValue)
         appended.append("x");
         EXPECT_EQ(row.pAppended, dumped(appended));
     }
-
-    std::ostringstream printed;
-    PDLVariant(false).print(printed);
-    PDLVariant().print(printed);
-    PDLVariant(0.5f).print(printed);
-    EXPECT_EQ("OFF0.5000", printed.str());
 }
 
 PDLVariantIteratorCont at(std::vector<PDLVariant> const& values, size_t position)
@@ -324,7 +312,6 @@ TEST(PDLVariant, IteratorsStepInPlaceAndHandOutCopies)
         seen.push_back((*it).getString());
     }
     EXPECT_EQ((std::vector<std::string>{"ON", "-4", "x"}), seen);
-
     // Both increments step once and return the iterator itself; the value is a copy.
     PDLVariantIteratorCont it = at(values, 0);
     EXPECT_EQ(&it, &(it++));
@@ -336,7 +323,6 @@ TEST(PDLVariant, IteratorsStepInPlaceAndHandOutCopies)
     ++clone;
     EXPECT_TRUE(clone == at(values, 3));
     EXPECT_TRUE(it == at(values, 2));
-
     // An empty iterator stays where it is and, on the left side, equals anything; a wrapper on the
     // left cannot compare with it.
     PDLVariantIteratorEmpty empty;

@@ -192,24 +192,6 @@ TEST_F(ScannerTest, TokensStraddlingTheReadBoundaryStayWhole)
     }
 }
 
-TEST_F(ScannerTest, TokensLongerThanTheBufferAreRead)
-{
-    std::string body;
-    for (int i = 0; i < 4000; ++i)
-    {
-        body += "line " + std::to_string(i) + "\n";
-    }
-    ASSERT_GT(body.size(), 16384u * 2);
-    std::string const identifier(20000, 'q');
-    std::vector<Token> const tokens = scanText("a \"" + body + "\" " + identifier + " z\nw");
-    ASSERT_EQ(5u, tokens.size());
-    EXPECT_EQ(TEXTVAL, tokens[1].code);
-    EXPECT_EQ(body, tokens[1].text);
-    EXPECT_EQ(IDENTIFIER, tokens[2].code);
-    EXPECT_EQ(identifier, tokens[2].text);
-    EXPECT_EQ("IDENTIFIER(z)@1 IDENTIFIER(w)@2", describe(tokens[3]) + " " + describe(tokens[4]));
-}
-
 TEST_F(ScannerTest, EveryReadIsHandedToTheDecodeHookInFileOrder)
 {
     s_refills.clear();

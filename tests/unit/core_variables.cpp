@@ -8,7 +8,6 @@
 namespace
 {
 using Texts = std::vector<std::string>;
-
 PDLVariableSimple* simple(std::string const& name, EScope scope = eScopeModule, bool generateEvents = true,
                           bool readOnly = false)
 {
@@ -51,13 +50,14 @@ std::string dumped(PDLVariant const& value)
     value.dump(out);
     return out.str();
 }
-
 // Stand-ins for listeners; only their addresses are used.
 int g_listeners[4];
+
 PDLWidget* widget(int i)
 {
     return reinterpret_cast<PDLWidget*>(&g_listeners[i]);
 }
+
 PDLSequence* sequence(int i)
 {
     return reinterpret_cast<PDLSequence*>(&g_listeners[i]);
@@ -118,7 +118,6 @@ TEST_F(PDLTest, SimpleVariablesStoreOnlyWhatDiffers)
         EXPECT_EQ(row.pAfter, dumped(pVar->getValue("", false)));
         EXPECT_EQ(row.changed, pVar->isChanged());
     }
-
     // Reading an invalid value warns only when asked, and does not count; setInvalid raises no flag.
     std::unique_ptr<PDLVariableSimple> pVar(simple("n"));
     uint32_t const errors = PDLParseInfo::m_errorCount;
@@ -196,7 +195,6 @@ TEST_F(PDLTest, ListenersAndResetFollowTheFlags)
     EXPECT_EQ(std::set<PDLWidget*>({widget(0)}), pNormal->getWidgets());
     EXPECT_TRUE(pNormal->getWidgetsSeparate().empty());
     EXPECT_TRUE(pNormal->getSequencesSeparate().empty());
-
     // reset: declared type back, flag down, value gone; read-only ones are left alone.
     PDLVariableSimple typed(eScopeModule, "Mode", "t", true, false, false, false);
     typed.setValue(PDLVariant(1));
@@ -243,7 +241,6 @@ TEST_F(PDLTest, ArraysAreSparseTextKeysThatInvalidErases)
     EXPECT_TRUE(pArr->isElementIn(PDLVariant("1000"), ""));
     EXPECT_FALSE(pArr->isElementIn(PDLVariant("10"), ""));
     EXPECT_EQ("", logText());
-
     // Reads of absent keys warn only when asked; an Invalid index always warns; neither counts.
     uint32_t const errors = PDLParseInfo::m_errorCount;
     pArr->getValueAtIndex(PDLVariant(7), "", false);
@@ -254,7 +251,6 @@ TEST_F(PDLTest, ArraysAreSparseTextKeysThatInvalidErases)
               "\nWARNING:\naccessing variable arr with invalid index expression\n\n",
               logText());
     EXPECT_EQ(errors, PDLParseInfo::m_errorCount);
-
     // Clearing keeps the keys with Invalid values; a persistent array drops them.
     pArr->clearChangeFlag();
     pArr->clearAllValues();
@@ -266,39 +262,6 @@ TEST_F(PDLTest, ArraysAreSparseTextKeysThatInvalidErases)
     pKept->setValueAtIndex(PDLVariant(2), PDLVariant(2));
     pKept->clearAllValues();
     EXPECT_EQ(0, pKept->getCount());
-}
-
-TEST_F(PDLTest, SetsAreKeyedByTheTextOfTheirValues)
-{
-    std::unique_ptr<PDLVariableSet> pSet(set("s", eScopeLocal));
-    for (PDLVariant const& value : {PDLVariant(3), PDLVariant("12"), PDLVariant(0.5f), PDLVariant("ON")})
-    {
-        pSet->addValue(value);
-    }
-    // Re-adding the same text replaces the stored value without a change.
-    pSet->clearChangeFlag();
-    pSet->addValue(PDLVariant("3"));
-    EXPECT_FALSE(pSet->isChanged());
-    EXPECT_EQ(PDLVariant::eString, pSet->getElements().at("3").getKind());
-    EXPECT_EQ(Texts({"0.5000", "12", "3", "ON"}), walk(pSet->begin(""), pSet->end("")));
-    // Membership by key text: Int 12 finds "12", Bool true finds "ON".
-    EXPECT_TRUE(pSet->isElementIn(PDLVariant(12), ""));
-    EXPECT_TRUE(pSet->isElementIn(PDLVariant(true), ""));
-    EXPECT_FALSE(pSet->isElementIn(PDLVariant(), ""));
-    // Removing what is absent is no change.
-    pSet->removeValue(PDLVariant(99));
-    EXPECT_FALSE(pSet->isChanged());
-    pSet->removeValue(PDLVariant(12));
-    EXPECT_TRUE(pSet->isChanged());
-    pSet->addValue(PDLVariant());
-    EXPECT_EQ(1u, pSet->getElements().count(""));
-    // Clearing: a change only when there was something; setInvalid is silent.
-    pSet->clearChangeFlag();
-    pSet->setInvalid();
-    EXPECT_EQ(0, pSet->getCount());
-    EXPECT_FALSE(pSet->isChanged());
-    pSet->clearAllValues();
-    EXPECT_FALSE(pSet->isChanged());
 }
 
 TEST_F(PDLTest, CopiesGoOnlyBetweenFittingContainers)
@@ -342,7 +305,6 @@ TEST_F(PDLTest, CopiesGoOnlyBetweenFittingContainers)
     PDLVariableDescription whole(pOtherArr.get(), "");
     EXPECT_TRUE(pArr->copyTo(whole));
     EXPECT_FALSE(pOtherArr->isChanged());
-
     // Clones are for locals only and are independent.
     std::unique_ptr<PDLVariable> pClone(pArr->clone());
     ASSERT_NE(nullptr, pClone);
@@ -378,31 +340,6 @@ TEST_F(PDLTest, MisusedContainersAreReported)
     EXPECT_EQ("\nFATAL:\npModule\n\n", logText());
 }
 
-TEST_F(PDLTest, VariableListsFollowTheDeclarationTable)
-{
-    auto* pList = new PDLVariableList(
-        eScopeLocal,
-        makeProtos({proto("a"), proto("s", false, true), proto("arr", true), proto("bad", true, true)}), "");
-    EXPECT_EQ("\nFATAL:\narrays of sets are not supported yet\n\n", logText());
-    std::vector<std::pair<std::string, PDLVariable::EContainerType>> made;
-    for (PDLVariable* pVar : *pList)
-    {
-        made.emplace_back(pVar->getName(), pVar->getContainerType());
-    }
-    EXPECT_EQ((std::vector<std::pair<std::string, PDLVariable::EContainerType>>{
-                  {"a", PDLVariable::eContainerSimple},
-                  {"s", PDLVariable::eContainerSet},
-                  {"arr", PDLVariable::eContainerArray}}),
-              made);
-    auto* pOther = new PDLVariableList(eScopeLocal, makeProtos({proto("b")}), "");
-    pList->appendList(pOther);
-    EXPECT_EQ(nullptr, pOther);
-    PDLSymbolTable table;
-    table.registerVariableList(pList);
-    delete pList;
-    EXPECT_EQ(4u, table.getVariables().size());
-}
-
 namespace
 {
 PDLValMapping* row(PDLVariant const& value, std::vector<PDLVariant> mapped)
@@ -420,7 +357,6 @@ TEST_F(PDLTest, TypesListTheirValuesAndMapThemByText)
     // Membership by value equality: Int 1 is true.
     EXPECT_TRUE(plain.isElementIn(PDLVariant(1), ""));
     EXPECT_FALSE(plain.isElementIn(PDLVariant(), ""));
-
     auto* pRows = new PDLMappedValueList();
     pRows->push_back(row(PDLVariant(1), {PDLVariant("A1"), PDLVariant("B1"), PDLVariant("C1")}));
     pRows->push_back(row(PDLVariant(2), {PDLVariant("A2"), PDLVariant("B2")}));
