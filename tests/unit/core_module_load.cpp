@@ -97,25 +97,6 @@ TEST_F(ModuleLoadTest, EmptySourceLoadsAndBuiltInsAppear)
     EXPECT_EQ("MyHiddenKey0x7F", m_module->getKey());
 }
 
-TEST_F(ModuleLoadTest, MissingFileFailsAndTheEncTwinIsTaken)
-{
-    ASSERT_FALSE(m_module->load(base(), "PDL/missing.pdl"));
-    EXPECT_EQ(1, countInLog("Failed to open file"));
-    EXPECT_EQ(0u, PDLParseInfo::m_errorCount);
-    EXPECT_EQ(0, countInLog("Load OK"));
-    // The module counts as loaded: its built-ins are there and an unload will follow.
-    EXPECT_TRUE(m_module->isLoaded());
-    EXPECT_TRUE(m_module->getSymbolTable()->hasVariable("module_id"));
-    writeFile("config/PDL/twin.pdl.enc", "");
-    ASSERT_TRUE(m_module->load(base(), "PDL/twin.pdl"));
-    // The messages name the plain file.
-    EXPECT_EQ(1, countInLog("from file \"" + full("PDL/twin.pdl") + "\"...\n"));
-    EXPECT_EQ(0, countInLog("twin.pdl.enc"));
-    EXPECT_EQ(full("PDL/twin.pdl"), g_lexFilePath.getString());
-    EXPECT_EQ(1, countInLog("Load OK"));
-    EXPECT_EQ(1, countInLog("  Unloading module 1.2.3 from file \"PDL/missing.pdl\"\n"));
-}
-
 TEST_F(ModuleLoadTest, SyntaxErrorFailsTheLoadAndKeepsWhatWasFilled)
 {
     writeFile("config/PDL/bad.pdl", "@T { 1 }\nwidget 1\n");

@@ -111,25 +111,6 @@ TEST_F(ModuleManagerTest, LookupsAndVariablesOfModules)
     EXPECT_EQ(nullptr, m_pManager->getModule(UniqueModuleID(1, 2, 3)));
 }
 
-TEST_F(ModuleManagerTest, DestructionUnloadsAndTakesTheCommandsAway)
-{
-    ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 0, 0, base(), "PDL/a.pdl", ""));
-    rtk::CmdProcessor* pCmd = rtk::CmdProcessor::getInstance();
-    for (char const* pName :
-         {"listModules", "loadModule", "reloadModule", "showTypes", "showVariables", "traceOn", "traceOff"})
-    {
-        EXPECT_TRUE(pCmd->hasCommand(pName)) << pName;
-    }
-    EXPECT_EQ("listModules\n\tlist all modules", pCmd->getHelp("listModules"));
-    PDLModuleManager::destroyInstance();
-    EXPECT_FALSE(pCmd->hasCommand("listModules"));
-    EXPECT_FALSE(pCmd->hasCommand("traceOff"));
-    std::string const log = logText();
-    size_t const unloading = log.find("Unloading modules...");
-    ASSERT_NE(std::string::npos, unloading);
-    EXPECT_LT(unloading, log.find("Unload OK"));
-}
-
 TEST(ModuleManagerDeathTest, PositionOutOfRangeAborts)
 {
     EXPECT_DEATH(

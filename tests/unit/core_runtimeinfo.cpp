@@ -187,15 +187,3 @@ TEST_F(PDLTest, CommandsRegisterTheirLineWithTheModuleBeingParsed)
     EXPECT_EQ(nullptr, module.getCommand(9));
     EXPECT_EQ(8, second.getLine());
 }
-
-TEST_F(PDLTest, ExecuteWithoutStopsRunsTheCommandAndHandsOnItsResult)
-{
-    TestCommand stop(true, false);
-    TestCommand go(true, true);
-    CoutCapture out;
-    EXPECT_FALSE(stop.execute());
-    EXPECT_TRUE(go.execute());
-    EXPECT_EQ(1, stop.m_runs.load());
-    EXPECT_EQ(1, go.m_runs.load());
-    EXPECT_EQ("", out.text());
-}
