@@ -1,50 +1,14 @@
+// Reports of PDL faults: the layout of a report, the source position of the node or the context, the
+// current event, the configured level, and which levels count as errors.
+
 #include "core_pdlfixture.h"
-
-#include "pdldebugger.h"
-
-#include "rtk/thread.h"
-
-#include <atomic>
-#include <functional>
-#include <thread>
 
 namespace
 {
-// A node that only records its binding.
+// A node with a source position.
 class TestNode : public PDLObject
 {
-public:
-    void onContextSet() override { ++m_bindCount; }
-    int m_bindCount = 0;
 };
-// A command that counts its runs and can run children through execute, as control commands do.
-class TestCommand : public PDLCommand
-{
-public:
-    explicit TestCommand(bool registerLine = true, bool result = true)
-        : PDLCommand(registerLine), m_result(result)
-    {
-    }
-    std::vector<PDLCommand*> m_children;
-    std::atomic<int> m_runs{0};
-protected:
-    bool onExecute() override
-    {
-        PDLRunTimeInfo::s_pCurrentObject = this;
-        ++m_runs;
-        for (PDLCommand* pChild : m_children)
-        {
-            if (!pChild->execute())
-            {
-                return false;
-            }
-        }
-        return m_result;
-    }
-private:
-    bool m_result;
-};
-
 std::string report(rtk::LogOutput::ELogLevel level, std::string const& text)
 {
     PDLRunTimeInfo::report(level, text, __FILE__, __LINE__);
@@ -170,20 +134,4 @@ TEST_F(PDLTest, ReportFallsBackToTheContextAndForgetsDeletedOnes)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "alone");
     EXPECT_EQ("\nERROR:\nalone\n\n", logText());
-}
-
-TEST_F(PDLTest, CommandsRegisterTheirLineWithTheModuleBeingParsed)
-{
-    PDLModule module(nullptr, UniqueModuleID(0, 1, 2), 0, 0, nullptr, "");
-    g_pCurrentModule = &module;
-    PDLParseInfo::m_line = 8;
-    TestCommand first;
-    TestCommand second;
-    TestCommand block(false);
-    PDLParseInfo::m_line = 9;
-    TestCommand unregistered(false);
-    g_pCurrentModule = nullptr;
-    EXPECT_EQ(&first, module.getCommand(8));
-    EXPECT_EQ(nullptr, module.getCommand(9));
-    EXPECT_EQ(8, second.getLine());
 }

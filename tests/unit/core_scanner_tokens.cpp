@@ -129,17 +129,6 @@ TEST_F(ScannerTest, TheLineGoesOnAcrossParsesAndFlushes)
     std::vector<Token> const tokens = scanRest();
     EXPECT_EQ("IDENTIFIER(x)@4 IDENTIFIER(y)@5", describe(tokens));
 }
-
-TEST_F(ScannerTest, FlushDropsWhatTheBufferStillHolds)
-{
-    open(writeFile("first.pdl", "a b c d e f"));
-    yylineno = 1;
-    EXPECT_EQ("IDENTIFIER(a)@1", describe(next()));
-    // The rest of the first file is already in the buffer; after the flush only the new file counts.
-    open(writeFile("second.pdl", "q"));
-    EXPECT_EQ("IDENTIFIER(q)@1", describe(scanRest()));
-    EXPECT_EQ(0, next().code);
-}
 // A syntax error makes the parser throw away the strings it holds: the sanitizer build checks they are freed.
 TEST_F(ScannerTest, StringsDroppedOnASyntaxErrorAreFreed)
 {
