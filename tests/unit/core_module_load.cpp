@@ -1,4 +1,6 @@
-// Loading, binding, init, reload and unload of a module's source, and includes.
+// Loading and binding a module's source: built-ins, failed loads that keep what was filled, and the line
+// table after discarded commands. Reload, unload and includes are shown by the module and enciphered
+// source scenarios.
 
 #include "core_command_helpers.h"
 #include "core_pdlfixture.h"

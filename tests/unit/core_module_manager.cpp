@@ -1,4 +1,5 @@
-// The module manager: scopes made on demand, module lookups, variable access and the shell commands.
+// The module manager: scopes made on demand, module lookups and variable access. Its shell commands
+// are shown by the lang-shell and module-show scenarios.
 
 #include "core_expression_helpers.h"
 #include "core_pdlfixture.h"
