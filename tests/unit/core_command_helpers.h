@@ -14,6 +14,7 @@
 #include <vector>
 
 // Appends its label to a journal and returns a fixed answer; counts its bindings.
+
 class RecordingCommand : public PDLCommand
 {
 public:
@@ -21,11 +22,8 @@ public:
         : PDLCommand(true), m_pJournal(pJournal), m_label(label), m_result(result)
     {
     }
-
     void onContextSet() override { ++m_bindings; }
-
     int m_bindings = 0;
-
 protected:
     bool onExecute() override
     {
@@ -33,18 +31,15 @@ protected:
         m_pJournal->push_back(m_label);
         return m_result;
     }
-
     std::vector<std::string>* m_pJournal;
     std::string m_label;
     bool m_result;
 };
-
 // A module scope that may answer a sequence for the code it runs.
 class CommandTestContext : public ModuleTestContext
 {
 public:
     PDLSequence* getSequence() override { return m_pSequence; }
-
     PDLSequence* m_pSequence = nullptr;
 };
 
@@ -62,13 +57,11 @@ inline PDLExpression* var(std::string const& name, PDLExpression* pMapping = nul
 {
     return new PDLExpressionVariable(ref(name), pMapping);
 }
-
 inline PDLCommand* assign(std::string const& name, PDLExpression* pExpression,
                           PDLExpression* pIndex = nullptr)
 {
     return new PDLCommandAssign(ref(name, pIndex), pExpression);
 }
-
 // $name++ and $name-- as the grammar builds them.
 inline PDLCommand* increment(std::string const& name)
 {
@@ -108,13 +101,11 @@ protected:
         PDLTest::SetUp();
         m_errors = PDLParseInfo::m_errorCount;
     }
-
     void TearDown() override
     {
         m_trees.clear();
         PDLTest::TearDown();
     }
-
     // Binds the command to the test scope; the fixture owns it.
     template <class T>
     T* bound(T* pCommand, bool noEventRegistration = false)
@@ -123,24 +114,19 @@ protected:
         pCommand->setContext(&m_context, noEventRegistration);
         return pCommand;
     }
-
     // Binds and runs once.
     bool run(PDLCommand* pCommand, bool noEventRegistration = false)
     {
         return bound(pCommand, noEventRegistration)->execute();
     }
-
     PDLVariant value(std::string const& name)
     {
         return m_context.getVariable(name, false, false)->getValue("", false);
     }
-
     uint32_t newErrors() const { return PDLParseInfo::m_errorCount - m_errors; }
-
     CommandTestContext m_context;
     std::vector<std::unique_ptr<PDLCommand>> m_trees;
     std::vector<std::string> m_journal;
     uint32_t m_errors = 0;
 };
-
 #endif

@@ -13,8 +13,8 @@
 #include <vector>
 
 // What a context was asked to register, in order: name and separate-event flag.
-using Registrations = std::vector<std::pair<std::string, bool>>;
 
+using Registrations = std::vector<std::pair<std::string, bool>>;
 // Yields a fixed value of any kind (Invalid included) and records how it was asked.
 class FixedExpression : public PDLExpression
 {
@@ -23,7 +23,6 @@ public:
         : m_value(value), m_pEvaluations(pEvaluations)
     {
     }
-
     PDLVariant evaluate(bool warnInvalid) const override
     {
         m_lastWarn = warnInvalid;
@@ -33,24 +32,20 @@ public:
         }
         return m_value;
     }
-
     PDLVariant m_value;
     int* m_pEvaluations;
     mutable bool m_lastWarn = false;
 };
-
 // A module-level scope at workplace 1, group 2, module 3 that runs the code of widget 5 (module
 // part included, as the engine gives it).
 class ModuleTestContext : public TestContext
 {
 public:
     ModuleTestContext() : TestContext(nullptr, eScopeModule) {}
-
     int getWorkplaceID() const override { return 1; }
     int getGroupID() const override { return 2; }
     int getModuleID() const override { return 3; }
     uint32_t getExecWidgetID() const override { return m_execWidgetID; }
-
     // Declares a variable in this scope; the scope owns it.
     template <class T>
     T* declare(T* pVariable)
@@ -58,10 +53,8 @@ public:
         getSymbolTable()->registerVariable(pVariable);
         return pVariable;
     }
-
     uint32_t m_execWidgetID = UniqueWidgetID(1, 2, 3, 5).getValue();
 };
-
 inline PDLVariableSimple* simpleVar(std::string const& name, EScope scope = eScopeModule,
                                     std::string const& typeName = "")
 {
@@ -72,7 +65,6 @@ inline PDLVariableArray* arrayVar(std::string const& name, EScope scope = eScope
 {
     return new PDLVariableArray(scope, "", name, true, false, false, false);
 }
-
 inline PDLVariableSet* setVar(std::string const& name, EScope scope = eScopeModule,
                               std::string const& typeName = "")
 {
@@ -113,7 +105,6 @@ inline PDLExpressionList* list(std::initializer_list<PDLExpression*> elements)
     }
     return pList;
 }
-
 // A reference to a variable by name, with an optional index expression.
 inline PDLProtoVariable* ref(std::string const& name, PDLExpression* pIndex = nullptr)
 {
@@ -129,12 +120,10 @@ inline std::vector<PDLVariant>* values(std::initializer_list<PDLVariant> element
 {
     return new std::vector<PDLVariant>(elements);
 }
-
 // Evaluates a tree (binding it to no context) and frees it.
 inline PDLVariant eval(PDLExpression* pExpression, bool warnInvalid = true)
 {
     std::unique_ptr<PDLExpression> owner(pExpression);
     return owner->evaluate(warnInvalid);
 }
-
 #endif

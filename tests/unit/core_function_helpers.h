@@ -20,13 +20,11 @@ public:
         std::vector<std::pair<std::string, std::string>> m_parameters;
         uint32_t m_widgetID;
     };
-
     bool subscribeFunctionID(std::string const& fid) override
     {
         m_subscriptions.push_back(fid);
         return true;
     }
-
     bool callFunctionID(std::string const& fid, FIDParameterList const& params) override
     {
         Call call{fid, {}, params.getWidgetID().getValue()};
@@ -37,9 +35,7 @@ public:
         m_calls.push_back(call);
         return true;
     }
-
     std::vector<std::string> m_subscriptions;
     std::vector<Call> m_calls;
 };
-
 #endif

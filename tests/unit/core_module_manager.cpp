@@ -1,4 +1,5 @@
-// The module manager: scopes made on demand, module lookups, variable access and the shell commands.
+// The module manager: scopes made on demand, module lookups and variable access. Its shell commands
+// are shown by the lang-shell and module-show scenarios.
 
 #include "core_expression_helpers.h"
 #include "core_pdlfixture.h"
@@ -22,7 +23,6 @@ protected:
         writeFile("config/PDL/bad.pdl", "widget");
         m_pManager = PDLModuleManager::createInstance();
     }
-
     void TearDown() override
     {
         if (PDLModuleManager::hasInstance())
@@ -31,16 +31,13 @@ protected:
         }
         PDLTest::TearDown();
     }
-
     rtk::Path base() const { return rtk::Path((m_directory / "config").string()); }
-
     std::string run(std::string const& line)
     {
         CoutCapture out;
         m_lastResult = rtk::CmdProcessor::getInstance()->execute(line);
         return out.text();
     }
-
     PDLModuleManager* m_pManager = nullptr;
     bool m_lastResult = false;
 };
@@ -51,7 +48,6 @@ TEST_F(ModuleManagerTest, CreateMakesScopesOnDemandAndRefusesATakenPosition)
     EXPECT_EQ(m_pManager, getInterface<IModuleManager>(static_cast<IModuleManager*>(m_pManager)));
     EXPECT_EQ(static_cast<IModuleTest*>(m_pManager), m_pManager->queryInterface(IModuleTest::s_interfaceID));
     EXPECT_EQ(nullptr, m_pManager->getWorkplace(1));
-
     ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 4, 5, base(), "PDL/a.pdl", "M.mhl"));
     PDLWorkplace* pWorkplace = m_pManager->getWorkplace(1);
     PDLGroup* pGroup = m_pManager->getGroup(1, 2);
@@ -67,18 +63,15 @@ TEST_F(ModuleManagerTest, CreateMakesScopesOnDemandAndRefusesATakenPosition)
     EXPECT_EQ("M.mhl", pModule->getName());
     EXPECT_EQ(nullptr, m_pManager->getGroup(2, 1));
     EXPECT_EQ(nullptr, m_pManager->getGroup(1, 3));
-
     // A second module of the group shares the scopes.
     ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 4), 0, 0, base(), "PDL/a.pdl", ""));
     EXPECT_EQ(pGroup, m_pManager->getModule(UniqueModuleID(1, 2, 4))->getParent());
-
     uint32_t const errors = PDLParseInfo::m_errorCount;
     EXPECT_FALSE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 0, 0, base(), "PDL/bad.pdl", ""));
     EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
     EXPECT_EQ(1, countInLog("module 1.2.3 already exists"));
     EXPECT_EQ(pModule, m_pManager->getModule(UniqueModuleID(1, 2, 3)));
     EXPECT_EQ("PDL/a.pdl", pModule->getSourceName());
-
     // A module that fails to load stays registered.
     EXPECT_FALSE(m_pManager->createModule(UniqueModuleID(0, 0, 1), 0, 0, base(), "PDL/bad.pdl", ""));
     EXPECT_NE(nullptr, m_pManager->getModule(UniqueModuleID(0, 0, 1)));
@@ -96,7 +89,6 @@ TEST_F(ModuleManagerTest, LookupsAndVariablesOfModules)
     EXPECT_EQ("", m_pManager->getVariableValue(UniqueModuleID(1, 2, 9), "module_id"));
     EXPECT_EQ(1, countInLog("pModule"));
     EXPECT_EQ(errors + 4, PDLParseInfo::m_errorCount);
-
     ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 7, 0, base(), "PDL/a.pdl", ""));
     m_pManager->initModule(UniqueModuleID(1, 2, 3));
     EXPECT_EQ("7", m_pManager->getVariableValue(UniqueModuleID(1, 2, 3), "conn_port"));
@@ -104,13 +96,11 @@ TEST_F(ModuleManagerTest, LookupsAndVariablesOfModules)
     EXPECT_EQ("2", m_pManager->getVariableValue(UniqueModuleID(1, 2, 3), "group_id"));
     EXPECT_EQ("", m_pManager->getVariableValue(UniqueModuleID(1, 2, 3), "nosuch"));
     EXPECT_EQ(1, countInLog("pVar"));
-
     PDLModule* pModule = m_pManager->getModule(UniqueModuleID(1, 2, 3));
     g_pCurrentModule = pModule;
     pModule->createVariables(eScopeGroup, "", makeProtos({proto("shared")}), false);
     m_pManager->setVariableValue(UniqueModuleID(1, 2, 3), "shared", "on");
     EXPECT_EQ("on", m_pManager->getVariableValue(UniqueModuleID(1, 2, 3), "shared"));
-
     // The module goes; its group and the group's variables stay.
     m_pManager->deinitModule(UniqueModuleID(1, 2, 3));
     m_pManager->deinitModule(UniqueModuleID(1, 2, 3));
@@ -120,105 +110,6 @@ TEST_F(ModuleManagerTest, LookupsAndVariablesOfModules)
         "on",
         m_pManager->getGroup(1, 2)->getSymbolTable()->getVariable("shared")->getValue("", false).getString());
     EXPECT_EQ(nullptr, m_pManager->getModule(UniqueModuleID(1, 2, 3)));
-}
-
-TEST_F(ModuleManagerTest, ListAndLoadCommands)
-{
-    ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 0, 0, base(), "PDL/a.pdl", "Big.mhl"));
-    ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(0, 31, 255), 0, 0, base(), "PDL/a.pdl", ""));
-    std::string const listed = run("listModules");
-    EXPECT_TRUE(m_lastResult);
-    EXPECT_EQ("Config Base Directory: " + base().getString() +
-                  "\n\nWPID  GID   MID   MHL file name                  PDL file name\n" +
-                  std::string(80, '=') +
-                  "\n 0    31    255                                   PDL/a.pdl                     \n"
-                  " 1     2     3    Big.mhl                        PDL/a.pdl                     \n",
-              listed);
-
-    EXPECT_EQ("command format: loadModule <workplace id> <group id> <module id> <PDL file name>\n",
-              run("loadModule 1 2 3"));
-    EXPECT_FALSE(m_lastResult);
-    EXPECT_EQ("module doesn't exist\n", run("loadModule 1 2 4 PDL/a.pdl"));
-    EXPECT_FALSE(m_lastResult);
-    // The file name is taken from the module id's place.
-    EXPECT_EQ("module load failed\n", run("loadModule 1 2 3 PDL/a.pdl"));
-    EXPECT_FALSE(m_lastResult);
-    EXPECT_EQ(1, countInLog("from file \"" + base().getString() + "/3\"..."));
-    EXPECT_EQ("3", m_pManager->getModule(UniqueModuleID(1, 2, 3))->getSourceName());
-
-    std::filesystem::copy_file(m_directory / "config" / "PDL" / "a.pdl", m_directory / "config" / "3");
-    EXPECT_EQ("", run("loadModule 1 2 3 ignored"));
-    EXPECT_TRUE(m_lastResult);
-    EXPECT_EQ(3, countInLog("Load OK"));
-
-    EXPECT_EQ("command format: reloadModule <workplace id> <group id> <module id>\n",
-              run("reloadModule 1 2"));
-    EXPECT_FALSE(m_lastResult);
-    EXPECT_EQ("module doesn't exist\n", run("reloadModule 1 2 5"));
-    EXPECT_FALSE(m_lastResult);
-    EXPECT_EQ("", run("reloadModule 1 2 3"));
-    EXPECT_TRUE(m_lastResult);
-    EXPECT_EQ(4, countInLog("Load OK"));
-}
-
-TEST_F(ModuleManagerTest, ShowAndTraceCommands)
-{
-    ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 0, 0, base(), "PDL/a.pdl", ""));
-    PDLModule* pModule = m_pManager->getModule(UniqueModuleID(1, 2, 3));
-    pModule->registerType(new PDLType("t", values({1})));
-
-    EXPECT_EQ("wrong argument count (see help)\n", run("showTypes 1 2"));
-    EXPECT_TRUE(m_lastResult);
-    std::string const types = run("showTypes 1 2 3");
-    EXPECT_EQ(0u, types.find("Types:\n======\nName:   t\n")) << types;
-
-    std::string const global = run("showVariables");
-    EXPECT_NE(std::string::npos, global.find("event_name")) << global;
-    EXPECT_EQ(std::string::npos, global.find("workplace_id"));
-    EXPECT_NE(std::string::npos, run("showVariables 1").find("workplace_id"));
-    EXPECT_EQ("", run("showVariables 2"));
-    EXPECT_TRUE(m_lastResult);
-    std::string const group = run("showVariables 1 2");
-    EXPECT_NE(std::string::npos, group.find("group_id"));
-    EXPECT_EQ(std::string::npos, group.find("module_id"));
-    EXPECT_NE(std::string::npos, run("showVariables 1 2 3").find("conn_connector"));
-    EXPECT_EQ("", run("showVariables 1 2 3 nofunction"));
-    EXPECT_EQ("", run("showVariables 1 2 3 x 4"));
-    EXPECT_EQ("too many arguments\n", run("showVariables 1 2 3 w 4 5"));
-    EXPECT_TRUE(m_lastResult);
-
-    PDLWidget* pWidget = new PDLWidget(pModule, "", 4, nullptr, nullptr);
-    pWidget->getSymbolTable()->registerVariable(simpleVar("pressed", eScopeLocal));
-    pModule->addWidget(pWidget);
-    std::string const widget = run("showVariables 1 2 3 w 4");
-    EXPECT_EQ(0u, widget.find("Widget 4:\n")) << widget;
-    EXPECT_NE(std::string::npos, widget.find("pressed"));
-    EXPECT_EQ("", run("showVariables 1 2 3 s 4"));
-
-    EXPECT_EQ("wrong argument count\n", run("traceOn 1 2 3"));
-    EXPECT_EQ("wrong argument count\n", run("traceOff 1 2 3 4 5"));
-    EXPECT_EQ("", run("traceOn 1 2 3 4"));
-    EXPECT_TRUE(m_lastResult);
-    EXPECT_EQ("", run("traceOff 1 2 3 4"));
-}
-
-TEST_F(ModuleManagerTest, DestructionUnloadsAndTakesTheCommandsAway)
-{
-    ASSERT_TRUE(m_pManager->createModule(UniqueModuleID(1, 2, 3), 0, 0, base(), "PDL/a.pdl", ""));
-    rtk::CmdProcessor* pCmd = rtk::CmdProcessor::getInstance();
-    for (char const* pName :
-         {"listModules", "loadModule", "reloadModule", "showTypes", "showVariables", "traceOn", "traceOff"})
-    {
-        EXPECT_TRUE(pCmd->hasCommand(pName)) << pName;
-    }
-    EXPECT_EQ("listModules\n\tlist all modules", pCmd->getHelp("listModules"));
-    PDLModuleManager::destroyInstance();
-    EXPECT_FALSE(pCmd->hasCommand("listModules"));
-    EXPECT_FALSE(pCmd->hasCommand("traceOff"));
-    std::string const log = logText();
-    size_t const unloading = log.find("Unloading modules...");
-    ASSERT_NE(std::string::npos, unloading);
-    EXPECT_LT(unloading, log.find("Unload OK"));
 }
 
 TEST(ModuleManagerDeathTest, PositionOutOfRangeAborts)

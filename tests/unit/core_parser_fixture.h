@@ -59,7 +59,6 @@ protected:
         PDLPersistentVarManager::createInstance()->useSection(s_section.data(), s_section.size());
         PDLPersistentVarManager::getInstance()->init(true);
     }
-
     void TearDown() override
     {
         closeSource();
@@ -73,7 +72,6 @@ protected:
         PDLParseInfo::m_errorCount = 0;
         PDLTest::TearDown();
     }
-
     // The one place where the tests make a module: below the group scope, current for the parse.
     PDLModule* makeModule()
     {
@@ -83,7 +81,6 @@ protected:
         g_pCurrentModule = m_pModule.get();
         return m_pModule.get();
     }
-
     // Parses the text as the whole source of a fresh module. The block words are cleared first unless
     // a test looks at what an earlier parse left.
     ParseResult parse(std::string const& text, bool clearBlockWords = true)
@@ -103,7 +100,6 @@ protected:
             flag_stack.clear();
             allow_flags = 0;
         }
-
         ParseResult result;
         testing::internal::CaptureStderr();
         result.code = yyparse();
@@ -118,13 +114,11 @@ protected:
         closeSource();
         return result;
     }
-
     // A message as the parser writes it for a line of the test source.
     std::string at(int line, std::string const& message) const
     {
         return m_sourcePath + "(" + std::to_string(line) + "): " + message;
     }
-
     // Parses text that must hold exactly one syntax error and returns its message without the
     // position, after checking that it was the only report and ended the parse.
     std::string syntaxError(std::string const& text)
@@ -141,7 +135,6 @@ protected:
         size_t const start = message.find("): ");
         return start == std::string::npos ? message : message.substr(start + 3);
     }
-
     void closeSource()
     {
         flushLex();
@@ -152,7 +145,6 @@ protected:
             yyin = nullptr;
         }
     }
-
     std::unique_ptr<TestContext> m_pGlobal;
     std::unique_ptr<TestContext> m_pWorkplace;
     std::unique_ptr<TestContext> m_pGroup;
@@ -161,5 +153,4 @@ protected:
     FILE* m_pSource = nullptr;
 };
 } // namespace parsertest
-
 #endif

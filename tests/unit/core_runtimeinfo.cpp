@@ -1,76 +1,14 @@
+// Reports of PDL faults: the layout of a report, the source position of the node or the context, the
+// current event, the configured level, and which levels count as errors.
+
 #include "core_pdlfixture.h"
-
-#include "pdldebugger.h"
-
-#include "rtk/thread.h"
-
-#include <atomic>
-#include <functional>
-#include <thread>
 
 namespace
 {
-// A node that only records its binding.
+// A node with a source position.
 class TestNode : public PDLObject
 {
-public:
-    void onContextSet() override { ++m_bindCount; }
-    int m_bindCount = 0;
 };
-
-// A command that counts its runs and can run children through execute, as control commands do.
-class TestCommand : public PDLCommand
-{
-public:
-    explicit TestCommand(bool registerLine = true, bool result = true)
-        : PDLCommand(registerLine), m_result(result)
-    {
-    }
-
-    std::vector<PDLCommand*> m_children;
-    std::atomic<int> m_runs{0};
-
-protected:
-    bool onExecute() override
-    {
-        PDLRunTimeInfo::s_pCurrentObject = this;
-        ++m_runs;
-        for (PDLCommand* pChild : m_children)
-        {
-            if (!pChild->execute())
-            {
-                return false;
-            }
-        }
-        return m_result;
-    }
-
-private:
-    bool m_result;
-};
-
-// Waits until the interpreter side blocks at a stop that comes after ready() holds; false after a
-// generous bound. ready tells this stop from the one just released.
-bool waitForStop(std::function<bool()> ready = [] { return true; })
-{
-    for (int i = 0; i < 5000; ++i)
-    {
-        if (ready() && PDLDebugger::s_breakpoint.getWaiterCount() == 1)
-        {
-            return true;
-        }
-        rtk::Thread::mssleep(1);
-    }
-    return false;
-}
-
-// What the debugger's continue does: release the waiting thread and leave the signal for the next stop.
-void release()
-{
-    PDLDebugger::s_breakpoint.give();
-    PDLDebugger::s_breakpoint.give();
-}
-
 std::string report(rtk::LogOutput::ELogLevel level, std::string const& text)
 {
     PDLRunTimeInfo::report(level, text, __FILE__, __LINE__);
@@ -84,18 +22,15 @@ TEST_F(PDLTest, ReportLayoutWithoutObjectOrContextAndCounting)
     report(rtk::LogOutput::eLevelError, "bad thing");
     EXPECT_EQ("\nERROR:\nbad thing\n\n", logText());
     EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-
     m_log.str("");
     report(rtk::LogOutput::eLevelFatal, "m_pContext");
     EXPECT_EQ("\nFATAL:\nm_pContext\n\n", logText());
     EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-
     // Warnings are written but do not count.
     m_log.str("");
     report(rtk::LogOutput::eLevelWarning, "Variable x is invalid");
     EXPECT_EQ("\nWARNING:\nVariable x is invalid\n\n", logText());
     EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-
     // A level without a name writes none.
     rtk::LogManager::getInstance()->getOutput("PDLInterpreter")->setLevel(9);
     m_log.str("");
@@ -113,11 +48,9 @@ TEST_F(PDLTest, ReportAboveTheConfiguredLevelWritesNothingButStillCounts)
     report(rtk::LogOutput::eLevelError, "hidden error");
     EXPECT_EQ("", logText());
     EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-
     report(rtk::LogOutput::eLevelFatal, "shown");
     EXPECT_EQ("\nFATAL:\nshown\n\n", logText());
     EXPECT_EQ(1, PDLRunTimeInfo::s_pLogOutput->getLevel());
-
     report(rtk::LogOutput::eLevelWarning, "hidden warning");
     EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
     EXPECT_EQ(std::string::npos, logText().find("hidden"));
@@ -129,11 +62,9 @@ TEST_F(PDLTest, ReportShowsTheSourcePositionAndTheEvent)
     PDLParseInfo::m_line = 12;
     TestContext context(nullptr, eScopeLocal);
     EXPECT_EQ(&context, PDLRunTimeInfo::s_pCurrentContext);
-
     // The context alone gives its own position.
     report(rtk::LogOutput::eLevelError, "first");
     EXPECT_EQ("\nERROR:\nconfig/PDL/panel.pdl(12): \nfirst\n\n", logText());
-
     // A node built later is the current object and shows its line.
     PDLParseInfo::m_line = 17;
     TestNode node;
@@ -141,7 +72,6 @@ TEST_F(PDLTest, ReportShowsTheSourcePositionAndTheEvent)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "second");
     EXPECT_EQ("\nERROR:\nconfig/PDL/panel.pdl(17): \nsecond\n\n", logText());
-
     PDLEvent widgetEvent(PDLEvent::eEventWidget);
     widgetEvent.m_widgetID = 5;
     widgetEvent.m_name = "PRESS";
@@ -149,7 +79,6 @@ TEST_F(PDLTest, ReportShowsTheSourcePositionAndTheEvent)
     m_log.str("");
     report(rtk::LogOutput::eLevelWarning, "third");
     EXPECT_EQ("\nWARNING:\nconfig/PDL/panel.pdl(17): \ncurrent widget event: 5 PRESS\nthird\n\n", logText());
-
     PDLEvent variableEvent(PDLEvent::eEventVariable);
     variableEvent.m_widgetID = 5;
     variableEvent.m_name = "a b ";
@@ -157,7 +86,6 @@ TEST_F(PDLTest, ReportShowsTheSourcePositionAndTheEvent)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "fourth");
     EXPECT_EQ("\nERROR:\nconfig/PDL/panel.pdl(17): \ncurrent variable event: a b \nfourth\n\n", logText());
-
     // Every kind but the variable event reads as a widget event.
     PDLEvent stateEvent(PDLEvent::eEventState);
     stateEvent.m_widgetID = 7;
@@ -166,7 +94,6 @@ TEST_F(PDLTest, ReportShowsTheSourcePositionAndTheEvent)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "state");
     EXPECT_EQ("\nERROR:\nconfig/PDL/panel.pdl(17): \ncurrent widget event: 7 STATE\nstate\n\n", logText());
-
     // An event without a name adds no line.
     PDLEvent nameless(PDLEvent::eEventInit);
     nameless.m_name.clear();
@@ -183,14 +110,12 @@ TEST_F(PDLTest, ReportFallsBackToTheContextAndForgetsDeletedOnes)
     auto pContext = std::make_unique<TestContext>(nullptr, eScopeModule);
     EXPECT_EQ("config/PDL/desk.pdl", pContext->getFilePath().getString());
     EXPECT_EQ("desk.pdl", pContext->getFileName().getString());
-
     // A node without a path of its own falls back to the context's position.
     PDLParseInfo::m_filePath = rtk::Path();
     PDLParseInfo::m_line = 40;
     auto pNode = std::make_unique<TestNode>();
     report(rtk::LogOutput::eLevelError, "fallback");
     EXPECT_EQ("\nERROR:\nconfig/PDL/desk.pdl(3): \nfallback\n\n", logText());
-
     // A context without a path shows no position, but its event.
     pContext->setFilePosition(rtk::Path(), 9);
     EXPECT_EQ("", pContext->getFileName().getString());
@@ -201,7 +126,6 @@ TEST_F(PDLTest, ReportFallsBackToTheContextAndForgetsDeletedOnes)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "no position");
     EXPECT_EQ("\nERROR:\ncurrent widget event: 2 TURN\nno position\n\n", logText());
-
     // Gone nodes and contexts are no longer current.
     pNode.reset();
     EXPECT_EQ(nullptr, PDLRunTimeInfo::s_pCurrentObject);
@@ -210,134 +134,4 @@ TEST_F(PDLTest, ReportFallsBackToTheContextAndForgetsDeletedOnes)
     m_log.str("");
     report(rtk::LogOutput::eLevelError, "alone");
     EXPECT_EQ("\nERROR:\nalone\n\n", logText());
-}
-
-TEST_F(PDLTest, NodesBindThroughTheirContext)
-{
-    TestContext module(nullptr, eScopeModule);
-    TestContext widget(&module, eScopeLocal);
-    module.getSymbolTable()->registerVariable(
-        new PDLVariableSimple(eScopeModule, "", "m", true, false, false, false));
-
-    TestNode node;
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    // Before binding: the failed check, and null.
-    EXPECT_EQ(nullptr, node.getVariable("m", true));
-    EXPECT_EQ(nullptr, node.getLocalVariable("m"));
-    EXPECT_EQ(nullptr, node.getWidget());
-    EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
-    EXPECT_EQ(2, countInLog("\nFATAL:\nm_pContext\n"));
-
-    node.setContext(&widget, true);
-    EXPECT_EQ(1, node.m_bindCount);
-    EXPECT_EQ(&widget, node.getContext());
-    // Bound without event registration: the read registers nobody.
-    EXPECT_NE(nullptr, node.getVariable("m", true));
-    EXPECT_TRUE(widget.m_registrations.empty());
-
-    // Binding again overwrites and binds again.
-    node.setContext(&widget, false);
-    EXPECT_EQ(2, node.m_bindCount);
-    EXPECT_NE(nullptr, node.getVariable("m", false));
-    EXPECT_TRUE(widget.m_registrations.empty());
-    EXPECT_NE(nullptr, node.getVariable("m", true));
-    ASSERT_EQ(1u, widget.m_registrations.size());
-    EXPECT_EQ(std::make_pair(std::string("m"), false), widget.m_registrations[0]);
-}
-
-TEST_F(PDLTest, CommandsRegisterTheirLineWithTheModuleBeingParsed)
-{
-    PDLModule module(nullptr, UniqueModuleID(0, 1, 2), 0, 0, nullptr, "");
-    g_pCurrentModule = &module;
-    PDLParseInfo::m_line = 8;
-    TestCommand first;
-    TestCommand second;
-    TestCommand block(false);
-    PDLParseInfo::m_line = 9;
-    TestCommand unregistered(false);
-    g_pCurrentModule = nullptr;
-
-    EXPECT_EQ(&first, module.getCommand(8));
-    EXPECT_EQ(nullptr, module.getCommand(9));
-    EXPECT_EQ(8, second.getLine());
-}
-
-TEST_F(PDLTest, ExecuteWithoutStopsRunsTheCommandAndHandsOnItsResult)
-{
-    TestCommand stop(true, false);
-    TestCommand go(true, true);
-    CoutCapture out;
-    EXPECT_FALSE(stop.execute());
-    EXPECT_TRUE(go.execute());
-    EXPECT_EQ(1, stop.m_runs.load());
-    EXPECT_EQ(1, go.m_runs.load());
-    EXPECT_EQ("", out.text());
-}
-
-TEST_F(PDLTest, BreakpointStopsTheInterpreterUntilReleased)
-{
-    PDLParseInfo::m_filePath = "config/PDL/desk.pdl";
-    PDLParseInfo::m_line = 7;
-    TestCommand command;
-    TestCommand other;
-    command.setBreakpoint(true);
-
-    CoutCapture out;
-    std::thread interpreter(
-        [&]
-        {
-            command.execute();
-            other.execute();
-        });
-    ASSERT_TRUE(waitForStop());
-    EXPECT_EQ(0, command.m_runs.load());
-    release();
-    interpreter.join();
-
-    EXPECT_EQ(1, command.m_runs.load());
-    EXPECT_EQ(1, other.m_runs.load());
-    EXPECT_EQ("breakpoint hit at config/PDL/desk.pdl line 7\n", out.text());
-    // The signal stands again for the next stop.
-    EXPECT_TRUE(PDLDebugger::s_breakpoint.isSignalled());
-}
-
-TEST_F(PDLTest, SingleStepStopsAtEveryCommandIncludingNestedOnes)
-{
-    PDLParseInfo::m_filePath = "a.pdl";
-    PDLParseInfo::m_line = 1;
-    TestCommand block;
-    PDLParseInfo::m_line = 2;
-    TestCommand inner1;
-    PDLParseInfo::m_line = 3;
-    TestCommand inner2;
-    block.m_children = {&inner1, &inner2};
-
-    CoutCapture out;
-    PDLDebugger::s_singleStep = true;
-    std::thread interpreter([&] { block.execute(); });
-    int stops = 0;
-    // Stop k is reached once the commands before it ran; each stops before its own run.
-    std::vector<std::function<bool()>> reached = {[] { return true; }, [&] { return block.m_runs == 1; },
-                                                  [&] { return inner1.m_runs == 1; }};
-    for (; stops < 3; ++stops)
-    {
-        if (!waitForStop(reached[static_cast<size_t>(stops)]))
-        {
-            break;
-        }
-        EXPECT_EQ(stops == 0 ? 0 : 1, block.m_runs.load());
-        EXPECT_EQ(stops == 2 ? 1 : 0, inner1.m_runs.load());
-        EXPECT_EQ(0, inner2.m_runs.load());
-        if (stops == 2)
-        {
-            PDLDebugger::s_singleStep = false;
-        }
-        release();
-    }
-    interpreter.join();
-    EXPECT_EQ(3, stops);
-    EXPECT_EQ(1, inner2.m_runs.load());
-    EXPECT_EQ(
-        "breakpoint hit at a.pdl line 1\nbreakpoint hit at a.pdl line 2\nbreakpoint hit at a.pdl line 3\n",
-        out.text());
 }

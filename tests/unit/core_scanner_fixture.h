@@ -29,8 +29,8 @@ struct Token
     std::string path;
     int depth = 0;
 };
-
-// The operators and keywords in the order of the keyword table, read column by column.
+// The operators and keywords in the order of the keyword table, read column by column. Their token codes
+// follow TEXTVAL in this order, which also orders the expected tokens of syntax error messages.
 struct Keyword
 {
     char const* pSpelling;
@@ -38,89 +38,40 @@ struct Keyword
     char const* pName;
 };
 
-#define SCANNER_KEYWORD(spelling, token)                                                                     \
-    {                                                                                                        \
-        spelling, token, #token                                                                              \
-    }
 inline std::vector<Keyword> const& keywordTable()
 {
-    static std::vector<Keyword> const s_table = {
-        SCANNER_KEYWORD("<-", ASSGNOP),
-        SCANNER_KEYWORD(":=", VALASSIGN),
-        SCANNER_KEYWORD("==", NUMEQ),
-        SCANNER_KEYWORD("<>", NEQ),
-        SCANNER_KEYWORD("+", PLUSOP),
-        SCANNER_KEYWORD("-", MINUSOP),
-        SCANNER_KEYWORD("++", INCROP),
-        SCANNER_KEYWORD("--", DECROP),
-        SCANNER_KEYWORD("*", MULTOP),
-        SCANNER_KEYWORD("/", DIVOP),
-        SCANNER_KEYWORD("%", MODOP),
-        SCANNER_KEYWORD("<", LESSOP),
-        SCANNER_KEYWORD(">", GREATEROP),
-        SCANNER_KEYWORD("<=", LESSEQOP),
-        SCANNER_KEYWORD(">=", GREATEREQOP),
-        SCANNER_KEYWORD("persistent", PERSISTENT),
-        SCANNER_KEYWORD("extern", EXTERN),
-        SCANNER_KEYWORD("global", GLOBAL),
-        SCANNER_KEYWORD("workplace", WORKPLACE),
-        SCANNER_KEYWORD("group", GROUP),
-        SCANNER_KEYWORD("module", MODULE),
-        SCANNER_KEYWORD("local", LOCAL),
-        SCANNER_KEYWORD("noevents", NOEVENTS),
-        SCANNER_KEYWORD("if", IF),
-        SCANNER_KEYWORD("when", WHEN),
-        SCANNER_KEYWORD("goto", GOTO),
-        SCANNER_KEYWORD("exit", EXIT),
-        SCANNER_KEYWORD("dump", DUMP),
-        SCANNER_KEYWORD("print", PRINT),
-        SCANNER_KEYWORD("println", PRINTLN),
-        SCANNER_KEYWORD("add", ADD),
-        SCANNER_KEYWORD("remove", REMOVE),
-        SCANNER_KEYWORD("append", APPEND),
-        SCANNER_KEYWORD("cutleft", CUTLEFT),
-        SCANNER_KEYWORD("cutright", CUTRIGHT),
-        SCANNER_KEYWORD("getleft", GETLEFT),
-        SCANNER_KEYWORD("getright", GETRIGHT),
-        SCANNER_KEYWORD("strlen", STRLEN),
-        SCANNER_KEYWORD("strcmp", STRCMP),
-        SCANNER_KEYWORD("get", GET),
-        SCANNER_KEYWORD("init", INIT),
-        SCANNER_KEYWORD("function", FUNCTION),
-        SCANNER_KEYWORD("subscribe", SUBSCRIBE),
-        SCANNER_KEYWORD("ref", REF),
-        SCANNER_KEYWORD("isvalid", ISVALID),
-        SCANNER_KEYWORD("end", END),
-        SCANNER_KEYWORD("widget", WIDGET),
-        SCANNER_KEYWORD("then", THEN),
-        SCANNER_KEYWORD("else", ELSE),
-        SCANNER_KEYWORD("elsif", ELSIF),
-        SCANNER_KEYWORD("foreach", FOREACH),
-        SCANNER_KEYWORD("in", IN),
-        SCANNER_KEYWORD("while", WHILE),
-        SCANNER_KEYWORD("and", AND),
-        SCANNER_KEYWORD("or", OR),
-        SCANNER_KEYWORD("not", NOT),
-        SCANNER_KEYWORD("call", CALL),
-        SCANNER_KEYWORD("set", SET_ATTR),
-        SCANNER_KEYWORD("setstate", SET_STATE),
-        SCANNER_KEYWORD("connect", CONNECT),
-        SCANNER_KEYWORD("trigger", TRIGGER),
-        SCANNER_KEYWORD("sendevent", SEND_EVENT),
-        SCANNER_KEYWORD("event", EVENT),
-        SCANNER_KEYWORD("sequence", SEQUENCE),
-        SCANNER_KEYWORD("scale", SCALE),
-        SCANNER_KEYWORD("getscale", GETSCALE),
-        SCANNER_KEYWORD("invscale", INVSCALE),
-        SCANNER_KEYWORD("startevent", STARTEVENT),
-        SCANNER_KEYWORD("unfold", UNFOLD),
-        SCANNER_KEYWORD("delay", DELAY),
-        SCANNER_KEYWORD("assignslot", ASSGN_SLOT),
-    };
+    static char const* const s_spellings[] = {
+        "<-",     ":=",       "==",        "<>",         "+",        "-",         "++",        "--",
+        "*",      "/",        "%",         "<",          ">",        "<=",        ">=",        "persistent",
+        "extern", "global",   "workplace", "group",      "module",   "local",     "noevents",  "if",
+        "when",   "goto",     "exit",      "dump",       "print",    "println",   "add",       "remove",
+        "append", "cutleft",  "cutright",  "getleft",    "getright", "strlen",    "strcmp",    "get",
+        "init",   "function", "subscribe", "ref",        "isvalid",  "end",       "widget",    "then",
+        "else",   "elsif",    "foreach",   "in",         "while",    "and",       "or",        "not",
+        "call",   "set",      "setstate",  "connect",    "trigger",  "sendevent", "event",     "sequence",
+        "scale",  "getscale", "invscale",  "startevent", "unfold",   "delay",     "assignslot"};
+    static char const* const s_names[] = {
+        "ASSGNOP",     "VALASSIGN",  "NUMEQ",     "NEQ",      "PLUSOP",     "MINUSOP",    "INCROP",
+        "DECROP",      "MULTOP",     "DIVOP",     "MODOP",    "LESSOP",     "GREATEROP",  "LESSEQOP",
+        "GREATEREQOP", "PERSISTENT", "EXTERN",    "GLOBAL",   "WORKPLACE",  "GROUP",      "MODULE",
+        "LOCAL",       "NOEVENTS",   "IF",        "WHEN",     "GOTO",       "EXIT",       "DUMP",
+        "PRINT",       "PRINTLN",    "ADD",       "REMOVE",   "APPEND",     "CUTLEFT",    "CUTRIGHT",
+        "GETLEFT",     "GETRIGHT",   "STRLEN",    "STRCMP",   "GET",        "INIT",       "FUNCTION",
+        "SUBSCRIBE",   "REF",        "ISVALID",   "END",      "WIDGET",     "THEN",       "ELSE",
+        "ELSIF",       "FOREACH",    "IN",        "WHILE",    "AND",        "OR",         "NOT",
+        "CALL",        "SET_ATTR",   "SET_STATE", "CONNECT",  "TRIGGER",    "SEND_EVENT", "EVENT",
+        "SEQUENCE",    "SCALE",      "GETSCALE",  "INVSCALE", "STARTEVENT", "UNFOLD",     "DELAY",
+        "ASSGN_SLOT"};
+    static std::vector<Keyword> s_table;
+    if (s_table.empty())
+    {
+        for (size_t i = 0; i < sizeof(s_names) / sizeof(s_names[0]); ++i)
+        {
+            s_table.push_back({s_spellings[i], TEXTVAL + 1 + static_cast<int>(i), s_names[i]});
+        }
+    }
     return s_table;
 }
-#undef SCANNER_KEYWORD
-
 // "NAME(value)@line": value tokens with their value, literal bytes quoted, other codes as numbers.
 inline std::string describe(Token const& token)
 {
@@ -181,7 +132,6 @@ inline std::string describe(std::vector<Token> const& tokens)
     }
     return text;
 }
-
 // The number of open file descriptors of the process.
 inline int countOpenFiles()
 {
@@ -206,7 +156,6 @@ protected:
         lexSetIncludeHook(nullptr);
         lexSetDecodeHook(nullptr);
     }
-
     void TearDown() override
     {
         flushLex();
@@ -217,7 +166,6 @@ protected:
         std::error_code ignored;
         std::filesystem::remove_all(m_directory, ignored);
     }
-
     // Writes a file below the temporary directory (creating its folders) and returns its full path.
     std::string writeFile(std::string const& name, std::string const& content)
     {
@@ -227,9 +175,7 @@ protected:
         file << content;
         return path.string();
     }
-
     std::string path(std::string const& name) const { return (m_directory / name).string(); }
-
     // Starts a parse as the module loader does: flush, open the top-level stream, set the path. The
     // line counter is left alone.
     void open(std::string const& fullPath, std::string const& label = std::string())
@@ -241,7 +187,6 @@ protected:
         yyin = m_pTopLevel;
         g_lexFilePath = rtk::Path(label.empty() ? fullPath : label);
     }
-
     // Reads one token; IDENTIFIER and TEXTVAL values are taken over and freed.
     Token next()
     {
@@ -266,7 +211,6 @@ protected:
         }
         return token;
     }
-
     // Reads tokens up to the end of input (code 0), which is not part of the result.
     std::vector<Token> scanRest()
     {
@@ -283,7 +227,6 @@ protected:
         ADD_FAILURE() << "no end of input";
         return tokens;
     }
-
     // A whole first parse of a file: line counting starts at 1.
     std::vector<Token> scanFile(std::string const& fullPath)
     {
@@ -291,9 +234,7 @@ protected:
         yylineno = 1;
         return scanRest();
     }
-
     std::vector<Token> scanText(std::string const& text) { return scanFile(writeFile("main.pdl", text)); }
-
     void closeTopLevel()
     {
         if (m_pTopLevel != nullptr)
@@ -303,10 +244,8 @@ protected:
             yyin = nullptr;
         }
     }
-
     std::filesystem::path m_directory;
     FILE* m_pTopLevel = nullptr;
 };
 } // namespace scannertest
-
 #endif

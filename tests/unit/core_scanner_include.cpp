@@ -1,5 +1,6 @@
-// The include mechanism: splicing, paths beside the including file, the depth limit, the two
-// messages, the condition that stays after a failure, the include hook and the streams it leaves.
+// Reading files: includes (splicing, paths beside the including file, the depth limit, the messages,
+// the condition that stays after a failure, the streams left) and buffer refills (tokens across the
+// 8192-byte read boundary and longer than a buffer, the decode hook after every read).
 
 #include "core_scanner_fixture.h"
 
@@ -7,21 +8,16 @@ namespace scannertest
 {
 namespace
 {
-std::vector<std::string> s_hookPaths;
-std::string s_redirectTarget;
-
-// An include hook that opens nothing.
-void failingInclude(rtk::Path const& path)
+struct Refill
 {
-    s_hookPaths.push_back(path.getString());
-    yyin = nullptr;
-}
+    long long position;
+    unsigned long count;
+};
+std::vector<Refill> s_refills;
 
-// An include hook that reads another file than the one named.
-void redirectingInclude(rtk::Path const& path)
+void recordingDecode(void* /*pBuffer*/, fpos_t position, unsigned long count)
 {
-    s_hookPaths.push_back(path.getString());
-    yyin = std::fopen(s_redirectTarget.c_str(), "rb");
+    s_refills.push_back(Refill{static_cast<long long>(position.__pos), count});
 }
 
 TEST_F(ScannerTest, IncludeSplicesTheFileIntoTheStatement)
@@ -118,7 +114,6 @@ TEST_F(ScannerTest, AMissingIncludeCascadesUpToTheNextQuotes)
               testing::internal::GetCapturedStderr());
     EXPECT_EQ("IDENTIFIER(x)@1", describe(tokens));
     EXPECT_EQ(eLexIncludeName, lexGetCondition());
-
     // The condition outlives the parse: the next file starts as an include file name.
     writeFile("good.pdl", "fromGood");
     testing::internal::CaptureStderr();
@@ -127,47 +122,6 @@ TEST_F(ScannerTest, AMissingIncludeCascadesUpToTheNextQuotes)
     EXPECT_EQ("", testing::internal::GetCapturedStderr());
     EXPECT_EQ("IDENTIFIER(fromGood)@1 IDENTIFIER(tail)@1", describe(next));
     EXPECT_EQ(eLexNormal, lexGetCondition());
-}
-
-TEST_F(ScannerTest, AnIncludeThatOpensNoStreamIsUndone)
-{
-    s_hookPaths.clear();
-    writeFile("exists.pdl", "never");
-    std::string const main = writeFile("main.pdl", "a\ninclude \"exists.pdl\" b\nc");
-    lexSetIncludeHook(failingInclude);
-    testing::internal::CaptureStderr();
-    std::vector<Token> const tokens = scanFile(main);
-    // No leading empty line in this message; the scanner is back in the normal condition.
-    EXPECT_EQ("Failed to open include file \"" + path("exists.pdl") + "\"\n",
-              testing::internal::GetCapturedStderr());
-    EXPECT_EQ("IDENTIFIER(a)@1 IDENTIFIER(b)@2 IDENTIFIER(c)@3", describe(tokens));
-    ASSERT_EQ(3u, tokens.size());
-    EXPECT_EQ(main, tokens[1].path);
-    EXPECT_EQ(0, tokens[1].depth);
-    EXPECT_EQ(std::vector<std::string>{path("exists.pdl")}, s_hookPaths);
-    EXPECT_EQ(eLexNormal, lexGetCondition());
-
-    // The existence test comes first: a missing file never reaches the hook.
-    s_hookPaths.clear();
-    testing::internal::CaptureStderr();
-    scanText("include \"absent.pdl\"");
-    EXPECT_EQ("\nFailed to open include file \"" + path("absent.pdl") + "\"\n",
-              testing::internal::GetCapturedStderr());
-    EXPECT_TRUE(s_hookPaths.empty());
-}
-
-TEST_F(ScannerTest, TheIncludeHookProvidesTheStream)
-{
-    s_hookPaths.clear();
-    s_redirectTarget = writeFile("other.pdl", "fromOther\nsecond");
-    writeFile("named.pdl", "fromNamed");
-    lexSetIncludeHook(redirectingInclude);
-    std::vector<Token> const tokens = scanText("a include \"named.pdl\" b");
-    EXPECT_EQ("IDENTIFIER(a)@1 IDENTIFIER(fromOther)@1 IDENTIFIER(second)@2 IDENTIFIER(b)@1",
-              describe(tokens));
-    EXPECT_EQ(std::vector<std::string>{path("named.pdl")}, s_hookPaths);
-    // Setting a hook hands back the one it replaces.
-    EXPECT_EQ(&redirectingInclude, lexSetIncludeHook(nullptr));
 }
 
 TEST_F(ScannerTest, AnIncludeMayEndTheFile)
@@ -206,7 +160,6 @@ TEST_F(ScannerTest, FlushAbandonsAnUnfinishedIncludeChain)
     EXPECT_EQ("IDENTIFIER(deep1)@1", describe(next()));
     EXPECT_EQ(2, include_stack_ptr);
     EXPECT_EQ(openBefore + 3, countOpenFiles());
-
     // As after a syntax error inside an included file: the next parse must not return into it.
     flushLex();
     EXPECT_EQ(0, include_stack_ptr);
@@ -214,6 +167,55 @@ TEST_F(ScannerTest, FlushAbandonsAnUnfinishedIncludeChain)
     open(writeFile("next.pdl", "q"));
     EXPECT_EQ("IDENTIFIER(q)@1", describe(scanRest()));
     EXPECT_EQ(0, next().code);
+}
+
+TEST_F(ScannerTest, TokensStraddlingTheReadBoundaryStayWhole)
+{
+    // Each token starts a few bytes before offset 8192 and ends after it.
+    EXPECT_EQ("IDENTIFIER(abcdefgh)@1 IDENTIFIER(x)@2",
+              describe(scanText(std::string(8190, ' ') + "abcdefgh\nx")));
+    EXPECT_EQ("FLOATVAL(12345.7)@1", describe(scanText(std::string(8189, ' ') + "12345.678")));
+    EXPECT_EQ("IDENTIFIER(a)@1 INCROP@1 IDENTIFIER(b)@1",
+              describe(scanText("a" + std::string(8190, ' ') + "++b")));
+    EXPECT_EQ("IDENTIFIER(c)@3", describe(scanText(std::string(8188, ' ') + "/*\n\n*/c")));
+    // The line counter carries on over many refills.
+    std::string lines;
+    for (int i = 0; i < 5000; ++i)
+    {
+        lines += "word" + std::to_string(i) + "\n";
+    }
+    std::vector<Token> const tokens = scanText(lines);
+    ASSERT_EQ(5000u, tokens.size());
+    for (int i = 0; i < 5000; ++i)
+    {
+        ASSERT_EQ("IDENTIFIER(word" + std::to_string(i) + ")@" + std::to_string(i + 1), describe(tokens[i]));
+    }
+}
+
+TEST_F(ScannerTest, EveryReadIsHandedToTheDecodeHookInFileOrder)
+{
+    s_refills.clear();
+    std::string text;
+    while (text.size() < 20000)
+    {
+        text += "ab ";
+    }
+    text.resize(20000);
+    lexSetDecodeHook(recordingDecode);
+    std::vector<Token> const tokens = scanText(text);
+    EXPECT_EQ(6667u, tokens.size());
+    // At most 8192 bytes per read, each position where the previous read ended, and one read of 0
+    // bytes at the end.
+    ASSERT_EQ(4u, s_refills.size());
+    EXPECT_EQ(0, s_refills[0].position);
+    EXPECT_EQ(8192u, s_refills[0].count);
+    EXPECT_EQ(8192, s_refills[1].position);
+    EXPECT_EQ(8192u, s_refills[1].count);
+    EXPECT_EQ(16384, s_refills[2].position);
+    EXPECT_EQ(3616u, s_refills[2].count);
+    EXPECT_EQ(20000, s_refills[3].position);
+    EXPECT_EQ(0u, s_refills[3].count);
+    EXPECT_EQ(&recordingDecode, lexSetDecodeHook(nullptr));
 }
 } // namespace
 } // namespace scannertest
