@@ -162,12 +162,6 @@ TEST_F(AttributeTest, ParameterTypesDecideHowValuesAreWrittenAndRead)
     EXPECT_EQ(1, countInLog("set: unknown attribute 'NOPE' for widget 1.0.3.17"));
     EXPECT_EQ(1, countInLog("get: unknown attribute 'NOPE' for widget 1.0.3.17"));
 
-    // The text forms hand a String over; the attribute's kind decides the conversion.
-    m_pManager->setWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LAMP", "TRUE");
-    m_pManager->setWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LEVEL", "-3");
-    EXPECT_EQ((Writes{"1.0.3.17 LAMP=1", "1.0.3.17 LEVEL=-3"}), m_hw.take());
-    EXPECT_EQ("-3", m_pManager->getWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LEVEL"));
-    EXPECT_EQ("", m_pManager->getWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "NOPE"));
 }
 
 TEST_F(AttributeTest, RecordsSuppressRepeatsFallBackOnFailedReadsAndAnswerPressed)
@@ -342,6 +336,22 @@ TEST_F(AttributeTest, DefaultsResetTheHardwareButNotTheRecords)
     EXPECT_EQ(m_pWidget, m_pManager->findWidget(UniqueWidgetID(1, 0, 3, 17)));
     EXPECT_EQ("conn phys widget 1.0.3.17", m_pWidget->getDescription(5));
     EXPECT_EQ(static_cast<IWidgetControl*>(m_pManager), getInterface<IWidgetControl>(m_pManager));
+}
+
+TEST_F(AttributeTest, GetWidgetMakesAMissingWidgetOnce)
+{
+    // Without a hardware side the widget is made all the same, after a failed check.
+    PDLPhysicalWidgetManager::destroyInstance();
+    m_pManager = PDLPhysicalWidgetManager::createInstance();
+    uint32_t const errors = PDLParseInfo::m_errorCount;
+    PDLPhysicalWidget* pWidget = m_pManager->getWidget(UniqueWidgetID(1, 2, 3, 4));
+    ASSERT_NE(nullptr, pWidget);
+    EXPECT_EQ("\nDEBUG1:\nwidget id 1.2.3.4 not found (not defined in MHL file ?)\n\n\nFATAL:\nm_iPanelFeedback\n\n",
+              logText());
+    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
+    m_log.str("");
+    EXPECT_EQ(pWidget, m_pManager->getWidget(UniqueWidgetID(1, 2, 3, 4)));
+    EXPECT_EQ("", logText());
 }
 
 TEST_F(AttributeTest, SetAttrCutsTheIdByItsFieldMasks)

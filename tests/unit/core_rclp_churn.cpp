@@ -99,48 +99,33 @@ void churnClient(int slot, uint16_t port, std::chrono::steady_clock::time_point 
         {
             client.sendLine(R"({"op":"subscribe","fid":")" + prefix + R"(X"})");
         }
+        // Garbage that must be answered with an error, an oversized line that must end the connection,
+        // an unsubscribe, or a while of reading.
+        std::string const garbage[] = {"{not json\n", R"({"op":"explode","fid":"A"})" "\n",
+                                       std::string("\x00\xff\x80\x01garbage\n", 12),
+                                       R"({"op":"subscribe","fid":"CH.[S:1-]"})" "\n"};
         int steps = static_cast<int>(random() % 6);
         bool open = true;
         for (int step = 0; step < steps && open; ++step)
         {
+            unsigned int const action = random() % 9;
             bool gotLine = true;
-            switch (random() % 9)
+            if (action < 4)
             {
-            case 0:
-                client.sendLine("{not json");
+                client.sendRaw(garbage[action]);
                 expectError(client);
-                break;
-            case 1:
-                client.sendLine(R"({"op":"explode","fid":"A"})");
-                expectError(client);
-                break;
-            case 2:
-                client.sendRaw(std::string("\x00\xff\x80\x01garbage\n", 12));
-                expectError(client);
-                break;
-            case 3:
-                client.sendLine(R"({"op":"subscribe","fid":"CH.[S:1-]"})");
-                expectError(client);
-                break;
-            case 4:
-                client.sendRaw(std::string(RCLPWire::s_maxLineLength + 2 + random() % 1000, 'z'));
-                if (!client.waitClosed(10000))
-                {
-                    ++counters.m_missingAnswers;
-                }
-                open = false;
-                break;
-            case 5:
-                client.sendLine(R"({"op":"unsubscribe","fid":")" + prefix + R"([N:*]"})");
-                break;
-            default:
-                // Read what comes for a while.
-                for (int i = 0; i < 5 && gotLine; ++i)
-                {
-                    readOne(client, 5, gotLine);
-                }
-                break;
             }
+            else if (action == 4)
+            {
+                client.sendRaw(std::string(RCLPWire::s_maxLineLength + 2 + random() % 1000, 'z'));
+                counters.m_missingAnswers += client.waitClosed(10000) ? 0 : 1;
+                open = false;
+            }
+            else if (action == 5)
+                client.sendLine(R"({"op":"unsubscribe","fid":")" + prefix + R"([N:*]"})");
+            else
+                for (int i = 0; i < 5 && gotLine; ++i)
+                    readOne(client, 5, gotLine);
         }
         switch (random() % 3)
         {

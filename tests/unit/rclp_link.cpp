@@ -158,53 +158,24 @@ TEST_F(RCLPLinkTest, RequestsReachTheServerAndBadLinesAreAnswered)
     EXPECT_EQ("127.0.0.1", pServer->m_pConnection->getPeerAddress());
     EXPECT_EQ(client.getLocalPort(), pServer->m_pConnection->getPeerPort());
 
-    struct Case
+    // A request reaches the server; a bad line, binary bytes included, is answered and reaches nobody.
+    // (What each line means is the wire format's part: rclp_wire.cpp.)
+    ASSERT_TRUE(client.sendLine(R"({"op":"subscribe","fid":"A.[N:1-3]"})"));
+    EXPECT_TRUE(pServer->waitFor("subscribe A.[N:1-3]"));
+    for (std::string const& bad : {std::string("garbage"), std::string("\x01\xff\xfe binary"),
+                                   std::string(R"({"op":"set","fid":"A.[N:*]","value":"1"})")})
     {
-        std::string m_line;
-        std::string m_call;   // recorded by the server, or "" for an error answer
-        std::string m_answer; // the error message, or its start
-    };
-    std::vector<Case> const cases = {
-        {R"({"op":"subscribe","fid":"A.[N:1-3]"})", "subscribe A.[N:1-3]", ""},
-        {"garbage", "", "invalid JSON: parse error at line 1, column 1: syntax error while parsing value - invalid "
-                        "literal; last read: 'g'"},
-        {R"({"op":"nope","fid":"A"})", "", "unknown op \"nope\""},
-        {R"({"op":"subscribe","fid":"A.[N:3-1]"})", "",
-         "malformed pattern \"A.[N:3-1]\": malformed parameter element 1 \"[N:3-1]\": range start above its end"},
-        {R"({"op":"unsubscribe","fid":"A.[N:x]"})", "",
-         "malformed pattern \"A.[N:x]\": malformed parameter element 1 \"[N:x]\": "},
-        {R"({"op":"set","fid":"A.[N:*]","value":"1"})", "", "a pattern names no single entry: \"A.[N:*]\""},
-        {std::string("\x01\xff\xfe binary"), "", ""},
-        {R"({"op":"unsubscribe","fid":"A.B"})", "unsubscribe A.B", ""},
-        {R"({"op":"call","fid":"F","params":[["a","1"],["b","2"]]})", "call F a=1 b=2", ""},
-        {R"({"op":"set","fid":"S","value":"v"})", "set S=v", ""},
-        {R"({"op":"trigger","fid":"T","value":"p"})", "trigger T=p", ""},
-    };
-    for (Case const& c : cases)
-    {
-        SCOPED_TRACE(c.m_line);
-        ASSERT_TRUE(client.sendLine(c.m_line));
-        if (!c.m_call.empty())
-        {
-            EXPECT_TRUE(pServer->waitFor(c.m_call));
-            continue;
-        }
+        ASSERT_TRUE(client.sendLine(bad));
         std::string line;
         ASSERT_TRUE(client.readLine(line));
         RCLPMessage answer;
         std::string error;
         ASSERT_TRUE(RCLPWire::parseServerLine(line, answer, error)) << line;
-        EXPECT_EQ(RCLPMessage::eOpError, answer.m_op);
-        if (!c.m_answer.empty())
-        {
-            EXPECT_EQ(c.m_answer, answer.m_value.substr(0, c.m_answer.size()));
-        }
+        EXPECT_EQ(RCLPMessage::eOpError, answer.m_op) << line;
     }
-    // Connected came first; the bad lines reached nobody.
-    std::vector<std::string> calls = pServer->calls();
-    ASSERT_FALSE(calls.empty());
-    EXPECT_EQ("connStatus 0", calls.front());
-    EXPECT_EQ(6u, calls.size());
+    ASSERT_TRUE(client.sendLine(R"({"op":"call","fid":"F","params":[["a","1"],["b","2"]]})"));
+    EXPECT_TRUE(pServer->waitFor("call F a=1 b=2"));
+    EXPECT_EQ((std::vector<std::string>{"connStatus 0", "subscribe A.[N:1-3]", "call F a=1 b=2"}), pServer->calls());
 
     // Updates and triggers go out as lines; the client's end ends the connection.
     pServer->m_pConnection->updateState("A.1", ParameterValue("on"));

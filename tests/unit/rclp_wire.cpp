@@ -1,3 +1,4 @@
+#include "rclp/irclpserver.h"
 #include "rclp/rclpwire.h"
 
 #include <gtest/gtest.h>
@@ -18,6 +19,25 @@ std::string paramsText(ParameterList const& params)
     }
     return text;
 }
+
+// Records what dispatch hands on, as a line of text.
+class RecordingServer : public IRCLPServer, public IRCLPStateWriter
+{
+public:
+    void subscribe(std::string const& fid) override { m_calls.push_back("subscribe " + fid); }
+    void unsubscribe(std::string const& fid) override { m_calls.push_back("unsubscribe " + fid); }
+    void call(std::string const& fid, ParameterList& params) override { m_calls.push_back("call " + fid + paramsText(params)); }
+    void connStatus(EConnStatus) override {}
+    void setState(std::string const& fid, ParameterValue const& value) override
+    {
+        m_calls.push_back("set " + fid + "=" + value.getText());
+    }
+    void triggerState(std::string const& fid, ParameterValue const& value) override
+    {
+        m_calls.push_back("trigger " + fid + "=" + value.getText());
+    }
+    std::vector<std::string> m_calls;
+};
 } // namespace
 
 TEST(RCLPWireTest, ClientLinesAreDecodedOrAnsweredWithAReason)
@@ -83,6 +103,38 @@ TEST(RCLPWireTest, ClientLinesAreDecodedOrAnsweredWithAReason)
         EXPECT_FALSE(RCLPWire::parseClientLine(line, message, error));
         EXPECT_EQ(0u, error.find("invalid JSON: ")) << error;
         EXPECT_EQ(std::string::npos, error.find("[json.exception")) << error;
+    }
+}
+
+TEST(RCLPWireTest, DispatchHandsRequestsOnOrAnswersWhyNot)
+{
+    struct Case
+    {
+        char const* m_line;
+        char const* m_result; // the call the server saw, or the error answer
+    };
+    Case const cases[] = {
+        {R"({"op":"subscribe","fid":"A.[N:1-3]"})", "subscribe A.[N:1-3]"},
+        {R"({"op":"unsubscribe","fid":"A.B"})", "unsubscribe A.B"},
+        {R"({"op":"call","fid":"F","params":[["a","1"]]})", "call F[a=1]"},
+        {R"({"op":"set","fid":"S","value":"v"})", "set S=v"},
+        {R"({"op":"trigger","fid":"T","value":"p"})", "trigger T=p"},
+        {R"({"op":"subscribe","fid":"A.[N:3-1]"})",
+         "malformed pattern \"A.[N:3-1]\": malformed parameter element 1 \"[N:3-1]\": range start above its end"},
+        {R"({"op":"unsubscribe","fid":"A.[N:x]"})",
+         "malformed pattern \"A.[N:x]\": malformed parameter element 1 \"[N:x]\": expected '*', an unsigned "
+         "decimal number or a range \"a-b\""},
+        {R"({"op":"set","fid":"A.[N:*]","value":"1"})", "a pattern names no single entry: \"A.[N:*]\""},
+        {R"({"op":"trigger","fid":"[N:*].B"})", "a pattern names no single entry: \"[N:*].B\""},
+    };
+    for (Case const& c : cases)
+    {
+        RCLPMessage message;
+        std::string error;
+        ASSERT_TRUE(RCLPWire::parseClientLine(c.m_line, message, error)) << error;
+        RecordingServer server;
+        std::string const answer = RCLPWire::dispatch(message, server);
+        EXPECT_EQ(c.m_result, answer.empty() && server.m_calls.size() == 1 ? server.m_calls[0] : answer) << c.m_line;
     }
 }
 
