@@ -115,11 +115,6 @@ protected:
         PDLPanelState::destroyInstance();
         PDLTest::TearDown();
     }
-    bool subscribed(std::string const& fid) const
-    {
-        PDLStateEntry* pEntry = m_pState->findStateEntry(fid);
-        return pEntry != nullptr && pEntry->hasSubscribers();
-    }
 
     ModelFeedback m_hw;
     PDLPanelState* m_pState = nullptr;
@@ -194,54 +189,8 @@ TEST_F(AttributeTest, RecordsSuppressRepeatsFallBackOnFailedReadsAndAnswerPresse
     EXPECT_EQ(Writes{}, m_hw.take());
 }
 
-TEST_F(AttributeTest, ConnectionsFollowTheStateUntilAPlainWrite)
-{
-    m_pState->setValueString("DEV.NAME", "Cam 1");
-    m_pWidget->connect("LABEL", "DEV.NAME");
-    EXPECT_EQ((Writes{"1.0.3.17 LABEL=Cam 1"}), m_hw.take());
-    EXPECT_TRUE(subscribed("DEV.NAME"));
-
-    // Only a changed value is written; every connected attribute is looked at.
-    m_pState->setValueInt("DEV.GAIN", 4);
-    m_pWidget->connect("LEVEL", "DEV.GAIN");
-    m_pState->setValueString("DEV.NAME", "Cam 2");
-    m_pWidget->update();
-    EXPECT_EQ((Writes{"1.0.3.17 LEVEL=4", "1.0.3.17 LABEL=Cam 2"}), m_hw.take());
-    m_pWidget->update();
-    EXPECT_EQ(Writes{}, m_hw.take());
-
-    // A second connect moves the attribute; a plain write ends the connection for good.
-    m_pWidget->connect("LABEL", "DEV.OTHER");
-    EXPECT_FALSE(subscribed("DEV.NAME"));
-    EXPECT_EQ("DEV.OTHER", m_pWidget->getConnection("LABEL"));
-    m_pWidget->setAttributeValue("LEVEL", PDLVariant(4));
-    EXPECT_FALSE(subscribed("DEV.GAIN"));
-    EXPECT_EQ("", m_pWidget->getConnection("LEVEL"));
-    m_hw.take();
-    m_pState->setValueInt("DEV.GAIN", 9);
-    m_pWidget->update();
-    EXPECT_EQ((Writes{}), m_hw.take());
-
-    // Receive events: an attribute wins over an event of the same name; a trigger fires only the
-    // events connected to its function id.
-    m_pWidget->connect("FLASH", "DEV.ALARM");
-    m_pWidget->connect("BLINK", "DEV.CUE");
-    m_pWidget->connect("LAMP", "DEV.CUE");
-    EXPECT_EQ("", m_pWidget->getEventConnection("LAMP"));
-    EXPECT_EQ("DEV.CUE", m_pWidget->getConnection("LAMP"));
-    m_hw.take();
-    m_pWidget->triggerMFDriverEvent("DEV.ALARM", "3");
-    EXPECT_EQ((Writes{"1.0.3.17 !FLASH=3"}), m_hw.take());
-    m_pWidget->connect("NOPE", "DEV.CUE");
-    EXPECT_EQ(1, countInLog("connect: 'NOPE' is not a known attribute / receive event for widget 1.0.3.17"));
-
-    // The widget's subscriptions go with it.
-    m_pManager->removeWidgetsOfModule(UniqueModuleID(1, 0, 3));
-    EXPECT_FALSE(subscribed("DEV.ALARM"));
-    EXPECT_FALSE(subscribed("DEV.CUE"));
-    EXPECT_FALSE(subscribed("DEV.OTHER"));
-}
-
+// Connections, receive events and plain writes as a panel shows them are covered by the
+// widget-attributes and sys-panel-commands scenarios.
 TEST_F(AttributeTest, AScaledConnectionIsWrittenAgainOnEveryUpdate)
 {
     m_pState->setValueInt("DEV.FADER", 10);

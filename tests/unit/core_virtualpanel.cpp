@@ -76,22 +76,6 @@ TEST_F(CoreVirtualPanelTest, CreateRejectsUnsupportedModesButKeepsTheCore)
     }
 }
 
-TEST_F(CoreVirtualPanelTest, CreateWithoutDriverLibraryFailsAndMakesNothing)
-{
-    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    // A host must not destroy a panel whose create found no library: the destructor asserts.
-    EXPECT_DEATH(
-        {
-            rtk::LogManager::setSink(nullptr);
-            VirtualPanel panel;
-            bool const created = panel.create(VirtualPanel::eModeHardware, "");
-            std::cerr << "created=" << created << " core=" << (panel.getPanelFunctionSystem() != nullptr)
-                      << " singletons=" << anySingletonExists() << std::endl;
-        },
-        "Can not find \"bin/libmoduledriver.so\" library.*created=0 core=0 singletons=0.*"
-        "Assertion \"pHwModuleManager\" failed");
-}
-
 TEST_F(CoreVirtualPanelTest, CreateWiresTheDriverInOrder)
 {
     installDriver();
@@ -177,35 +161,6 @@ TEST_F(CoreVirtualPanelTest, InitReadsTheFilesInOrder)
         EXPECT_FALSE(pPanel->init(false));
         pPanel->releaseMutex();
     }
-}
-
-TEST_F(CoreVirtualPanelTest, InitStopsAtTheFirstFailure)
-{
-    installDriver();
-    std::unique_ptr<VirtualPanel> pPanel = startPanel(VirtualPanel::eModeHardware);
-
-    // No delegation type file: the reader's error line and false.
-    fakedriver::reset();
-    EXPECT_FALSE(pPanel->init(false));
-    EXPECT_NE(logText().find("Failed to open \"config/DelegationTypes.xml\""), std::string::npos)
-        << logText();
-    EXPECT_EQ(logText().find("Widget, Module, and Delegation files OK"), std::string::npos);
-
-    // A failing widget type file: the module types are not read.
-    writeFile("config/DelegationTypes.xml", "<delegation_type_description/>");
-    fakedriver::reset();
-    fakedriver::setFailing("parseWidgetTypes", true);
-    EXPECT_FALSE(pPanel->init(false));
-    std::vector<std::string> const expected = {"IMHLParser::parseWidgetTypes(config/WidgetTypes.xml)"};
-    EXPECT_EQ(expected, fakedriver::getCalls());
-
-    // Without the driver's MHL parser nothing is read.
-    fakedriver::reset();
-    fakedriver::setOffered(eIMHLParser, false);
-    EXPECT_FALSE(pPanel->init(false));
-    EXPECT_TRUE(fakedriver::getCalls().empty());
-
-    pPanel->releaseMutex();
 }
 
 TEST_F(CoreVirtualPanelTest, SingletonsComeAndGoInTheirOrder)

@@ -1,6 +1,6 @@
 // The driver object as the core sees it: its interfaces, module reports from its own thread at start and
-// on plug/unplug, events, attribute traffic, MHL announcements, ports and the override file. Its shell
-// commands are covered by the hw* scenarios.
+// on plug/unplug, events, MHL announcements, ports and the override file. Its shell commands and its
+// attribute traffic are covered by the hw* scenarios.
 
 #include "driver_testutil.h"
 #include "moduledriver.h"
@@ -174,35 +174,9 @@ TEST_F(DriverObject, PortsAndOverridesAreChecked)
     EXPECT_EQ(clash + "(2): two modules at 0.1.1\n", testing::internal::GetCapturedStderr());
 }
 
-TEST_F(DriverObject, FeedbackReachesPluggedAndAnnouncedWidgets)
+// Attribute traffic through IPanelFeedback is covered by the hw* and widget scenarios.
+TEST_F(DriverObject, MhlAnnouncesWidgetsOfItsType)
 {
-    UniqueModuleID const position(0, 1, 1);
-    ASSERT_TRUE(m_pDriver->plugModule(position, module("Mixer")));
-    UniqueWidgetID const fader(position, 3);
-    UniqueWidgetID const key(position, 10);
-    EXPECT_EQ(IPanelFeedback::eParamTypeNumeric, m_pDriver->getAttributeParamType(fader, "POSITION"));
-    EXPECT_EQ(IPanelFeedback::eParamTypeNumeric, m_pDriver->getReceiveEventParamType(key, "FLASH"));
-    EXPECT_EQ(IPanelFeedback::eParamTypeUnknown, m_pDriver->getAttributeParamType(UniqueWidgetID(position, 4), "X"));
-    EXPECT_TRUE(m_pDriver->setAttributeNumeric(fader, "POSITION", -300));
-    EXPECT_TRUE(m_pDriver->setAttributeBool(fader, "MOTOR", true));
-    EXPECT_TRUE(m_pDriver->setAttributeText(key, "LABEL", "a \"b\""));
-    EXPECT_FALSE(m_pDriver->setAttributeText(fader, "POSITION", "1"));
-    EXPECT_TRUE(m_pDriver->trigger(key, "FLASH", "2"));
-    EXPECT_FALSE(m_pDriver->trigger(fader, "FLASH", "2"));
-    int number = 0;
-    bool flag = false;
-    std::string text;
-    EXPECT_TRUE(m_pDriver->getAttributeNumeric(fader, "POSITION", number));
-    EXPECT_TRUE(m_pDriver->getAttributeBool(fader, "MOTOR", flag));
-    EXPECT_TRUE(m_pDriver->getAttributeText(key, "LABEL", text));
-    EXPECT_EQ(-300, number);
-    EXPECT_TRUE(flag);
-    EXPECT_EQ("a \"b\"", text);
-    EXPECT_FALSE(m_pDriver->getAttributeBool(key, "LABEL", flag));
-    m_pDriver->setAllAttributesToDefault(fader);
-    EXPECT_TRUE(m_pDriver->getAttributeNumeric(fader, "POSITION", number));
-    EXPECT_EQ(0, number);
-
     // An MHL file below the base directory announces its widgets, which then answer without hardware; an
     // MHL of another type than the module plugged there is refused and announces nothing.
     ASSERT_EQ(0, mkdir((m_dir.path() + "/MHL").c_str(), 0755));

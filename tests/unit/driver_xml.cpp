@@ -52,50 +52,6 @@ protected:
 };
 } // namespace
 
-TEST_F(DriverXml, GoodFilesGiveTypesDefaultsInventoryAndAnnouncements)
-{
-    EXPECT_EQ(2u, m_model.getWidgetTypeCount());
-    EXPECT_FALSE(m_model.hasModuleType("Key"));
-    hwsim::PluggedModule module;
-    module.m_type = "Mixer";
-    ASSERT_TRUE(m_model.plug(UniqueModuleID(0, 1, 2), module));
-    UniqueWidgetID const fader(UniqueModuleID(0, 1, 2), 3);
-    UniqueWidgetID const key(UniqueModuleID(0, 1, 2), 10);
-    EXPECT_EQ(IPanelFeedback::eParamTypeBool, m_model.getAttributeType(fader, "MOTOR"));
-    EXPECT_EQ(IPanelFeedback::eParamTypeUnknown, m_model.getAttributeType(fader, "LAMP"));
-    EXPECT_EQ(IPanelFeedback::eParamTypeNumeric, m_model.getReceiveEventType(key, "FLASH"));
-    EXPECT_EQ(IPanelFeedback::eParamTypeUnknown, m_model.getReceiveEventType(key, "LAMP"));
-    // Written defaults in canonical form, and the implicit ones of each kind.
-    EXPECT_EQ((std::vector<std::string>{"0.1.2.3 MOTOR=false", "0.1.2.3 NAME=", "0.1.2.3 POSITION=0",
-                                        "0.1.2.10 COLOR=-7", "0.1.2.10 LABEL=CAM 1", "0.1.2.10 LAMP=true"}),
-              m_model.show(UniqueModuleID(0, 1, 2), 0));
-
-    std::vector<hwsim::InventoryEntry> entries;
-    ASSERT_TRUE(m_model.readInventory(
-        m_dir.write("Hardware.xml",
-                    xml(inventory("port=\"1\" connector=\"2\" workplace=\"7\" group=\"31\" number=\"255\" "
-                                  "type=\"Keys\" version=\"3\"",
-                                  "  <module port=\"0\" connector=\"0\" workplace=\"0\" group=\"0\" number=\"0\" "
-                                  "type=\"Mixer\"/>\n"))),
-        entries));
-    ASSERT_EQ(2u, entries.size());
-    hwsim::InventoryEntry const& first = entries[0];
-    EXPECT_EQ((std::vector<int>{1, 2, 7, 31, 255, 3}),
-              (std::vector<int>{first.m_port, first.m_connector, first.m_workplace, first.m_group, first.m_module,
-                                first.m_line}));
-    EXPECT_EQ("3", first.m_version);
-    EXPECT_EQ("", entries[1].m_version);
-
-    std::string type;
-    std::vector<uint16_t> widgets;
-    std::string const mhl =
-        m_dir.write("Mixer.mhl", xml("<mhl moduleType=\"Mixer\">\n  <widget number=\"10\"/>\n  <widget "
-                                     "number=\"3\"/>\n</mhl>\n"));
-    ASSERT_TRUE(m_model.readMHL(mhl, "Mixer", type, widgets));
-    EXPECT_EQ("Mixer", type);
-    EXPECT_EQ((std::vector<uint16_t>{10, 3}), widgets);
-}
-
 TEST_F(DriverXml, BadFilesNameFileAndLine)
 {
     enum EReader
