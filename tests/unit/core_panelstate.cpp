@@ -11,7 +11,6 @@
 #include "virtualpanel.h"
 
 #include "rtk/cmd.h"
-#include "rtk/thread.h"
 
 #include <basekit/fidhelper.h>
 
@@ -20,7 +19,6 @@
 #include <iostream>
 #include <limits>
 #include <memory>
-#include <thread>
 
 namespace
 {
@@ -273,19 +271,6 @@ TEST_F(CorePanelStateTest, WildcardsReachExistingAndLaterEntries)
     EXPECT_EQ(4u, wild.m_asked.size());
 }
 
-TEST_F(CorePanelStateTest, ReadsCreateInvalidEntriesAndWarnOnRequest)
-{
-    EXPECT_EQ("", m_pState->getValueString("NEW"));
-    ASSERT_NE(nullptr, entry("NEW"));
-    EXPECT_FALSE(entry("NEW")->isUsed());
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    EXPECT_EQ(PDLVariant::eInvalid, m_pState->getValue("NEW", false).getKind());
-    EXPECT_EQ("", logText());
-    EXPECT_EQ(PDLVariant::eInvalid, m_pState->getValue("NEW", true).getKind());
-    EXPECT_NE(std::string::npos, logText().find("WARNING:\nState Entry NEW is invalid\n")) << logText();
-    EXPECT_EQ(errors, PDLParseInfo::m_errorCount); // a warning is no error
-}
-
 TEST_F(CorePanelStateTest, UnsetWithAndWithoutStarAndMultiValues)
 {
     m_pState->setStateValueInt("A.B", 1);
@@ -436,28 +421,15 @@ protected:
     void TearDown() override
     {
         rtk::LogManager::getInstance()->getOutput("PanelState")->setLevel(3);
-        release();
+        m_pPanel->releaseMutex();
         m_pPanel.reset();
         CoreTest::TearDown();
-    }
-    void release()
-    {
-        if (!m_released)
-            m_pPanel->releaseMutex();
-        m_released = true;
-    }
-    bool waitIdle()
-    {
-        for (int i = 0; i < 20000 && !m_pManager->isIdle(); ++i)
-            rtk::Thread::mssleep(1);
-        return m_pManager->isIdle();
     }
 
     std::unique_ptr<VirtualPanel> m_pPanel;
     PDLEventManager* m_pManager = nullptr;
     PDLPanelState* m_pState = nullptr;
     IPanelState* m_pInterface = nullptr;
-    bool m_released = false;
 };
 } // namespace
 
@@ -510,27 +482,4 @@ TEST_F(CorePanelStateEngineTest, OutdatedSubscribersAreServedOncePerPass)
     for (auto* pSubscriber : {&widget, &other, &direct})
         m_pState->unsubscribe("E", PDLStateSubscriberKey(pSubscriber, 0));
     m_pState->unsubscribe("F", PDLStateSubscriberKey(&other, 0));
-}
-
-TEST_F(CorePanelStateEngineTest, WritersOnOtherThreadsWaitForTheMutexAndWakeTheLoop)
-{
-    // While the start-up thread holds the interpreter mutex, a locked write waits for it.
-    std::atomic<bool> done(false);
-    std::thread early(
-        [this, &done]
-        {
-            m_pInterface->setStateValueInt("W", 1);
-            done = true;
-        });
-    rtk::Thread::mssleep(50);
-    EXPECT_FALSE(done.load());
-    EXPECT_EQ(nullptr, m_pState->findStateEntry("W"));
-    release();
-    early.join();
-    ASSERT_TRUE(waitIdle());
-    // A write that changes nothing still costs a pass of the main loop.
-    unsigned long const passes = m_pManager->getPassCount();
-    m_pInterface->setStateValueInt("W", 1);
-    ASSERT_TRUE(waitIdle());
-    EXPECT_GT(m_pManager->getPassCount(), passes);
 }

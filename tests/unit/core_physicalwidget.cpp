@@ -189,8 +189,8 @@ TEST_F(AttributeTest, RecordsSuppressRepeatsFallBackOnFailedReadsAndAnswerPresse
     EXPECT_EQ(Writes{}, m_hw.take());
 }
 
-// Connections, receive events and plain writes as a panel shows them are covered by the
-// widget-attributes and sys-panel-commands scenarios.
+// Connections, receive events, plain writes and the setAttr command as a panel shows them are covered by
+// the widget-attributes and sys-panel-commands scenarios.
 TEST_F(AttributeTest, AScaledConnectionIsWrittenAgainOnEveryUpdate)
 {
     m_pState->setValueInt("DEV.FADER", 10);
@@ -261,32 +261,6 @@ TEST_F(AttributeTest, OverridesStackWithTheNewestInForce)
     EXPECT_EQ(1, countInLog("restore: unknown attribute 'NOPE' for widget 1.0.3.17"));
 }
 
-TEST_F(AttributeTest, DefaultsResetTheHardwareButNotTheRecords)
-{
-    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
-    PDLPhysicalWidget* pOther = m_pManager->getWidget(UniqueWidgetID(0, 4, 3, 1));
-    m_hw.take();
-    m_pManager->deinit();
-    EXPECT_EQ((Writes{"0.4.3.1 default", "1.0.3.17 default"}), m_hw.take());
-    EXPECT_EQ(pOther, m_pManager->getWidget(UniqueWidgetID(0, 4, 3, 1)));
-    // The record still holds "A": writing it again is suppressed though the hardware was reset.
-    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
-    EXPECT_EQ(Writes{}, m_hw.take());
-
-    // A widget id used twice keeps the older widget and counts an error.
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    m_pManager->addWidget(UniqueWidgetID(0, 4, 3, 1));
-    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-    EXPECT_EQ(pOther, m_pManager->findWidget(UniqueWidgetID(0, 4, 3, 1)));
-    EXPECT_EQ(Writes{}, m_hw.take());
-    // Removing module 3 of group 4 leaves module 3 of group 0.
-    m_pManager->removeWidgetsOfModule(UniqueModuleID(0, 4, 3));
-    EXPECT_EQ(nullptr, m_pManager->findWidget(UniqueWidgetID(0, 4, 3, 1)));
-    EXPECT_EQ(m_pWidget, m_pManager->findWidget(UniqueWidgetID(1, 0, 3, 17)));
-    EXPECT_EQ("conn phys widget 1.0.3.17", m_pWidget->getDescription(5));
-    EXPECT_EQ(static_cast<IWidgetControl*>(m_pManager), getInterface<IWidgetControl>(m_pManager));
-}
-
 TEST_F(AttributeTest, GetWidgetMakesAMissingWidgetOnce)
 {
     // Without a hardware side the widget is made all the same, after a failed check.
@@ -301,30 +275,4 @@ TEST_F(AttributeTest, GetWidgetMakesAMissingWidgetOnce)
     m_log.str("");
     EXPECT_EQ(pWidget, m_pManager->getWidget(UniqueWidgetID(1, 2, 3, 4)));
     EXPECT_EQ("", logText());
-}
-
-TEST_F(AttributeTest, SetAttrCutsTheIdByItsFieldMasks)
-{
-    struct Case
-    {
-        std::string m_line;
-        std::string m_output;
-        Writes m_writes;
-    };
-    std::vector<Case> const cases = {
-        {"setAttr 1 37 3 17 LABEL hi", "", {"1.5.3.17 default", "1.5.3.17 LABEL=hi"}},
-        {"setAttr 1 0 3 17 LEVEL 12", "", {"1.0.3.17 LEVEL=12"}},
-        {"setAttr x 0 3 17 LAMP TRUE", "", {"0.0.3.17 default", "0.0.3.17 LAMP=1"}},
-        {"setAttr 1 2 3 4 LABEL",
-         "command format: setAttr <workplace id> <group id> <module id> <widget id> <attrib> <value>\n",
-         {}},
-    };
-    for (Case const& c : cases)
-    {
-        CoutCapture capture;
-        rtk::CmdProcessor::getInstance()->execute(c.m_line);
-        EXPECT_EQ(c.m_output, capture.text()) << c.m_line;
-        EXPECT_EQ(c.m_writes, m_hw.take()) << c.m_line;
-    }
-    EXPECT_EQ(nullptr, m_pManager->findWidget(UniqueWidgetID(1, 2, 3, 4)));
 }

@@ -249,36 +249,6 @@ TEST_F(PvmTest, VariableOperations)
     EXPECT_EQ(std::string::npos, restart().find("WARNING"));
 }
 
-TEST_F(PvmTest, BackgroundCompactionAndReset)
-{
-    m_pStore->init(true);
-    std::vector<int> slots;
-    for (int i = 0; i < 8; ++i)
-    {
-        slots.push_back(m_pStore->insertVariable(m_module, "v" + std::to_string(i)));
-        m_pStore->setValue(slots.back(), PDLVariant(std::string(10 + i, 'x')));
-    }
-    m_pStore->setValue(slots[1], PDLVariant(1));
-    m_pStore->setValue(slots[4], PDLVariant(1));
-    m_log.str("");
-    m_pStore->cleanup();
-    EXPECT_NE(std::string::npos, m_log.str().find("[compacted ")) << m_log.str();
-    EXPECT_EQ(1u, m_pStore->getFreeBlockCount());
-    // Holes made while the thread runs are closed by it, one step at a time.
-    m_pStore->setValue(slots[2], PDLVariant(2));
-    m_pStore->setValue(slots[6], PDLVariant(2));
-    for (int wait = 0; wait < 300 && m_pStore->getFreeBlockCount() > 1; ++wait)
-        rtk::Thread::mssleep(10);
-    EXPECT_EQ(1u, m_pStore->getFreeBlockCount());
-    EXPECT_EQ(std::string(17, 'x'), m_pStore->getValue(slots[7]).getString());
-    EXPECT_EQ("", heapProblem());
-    // pvmReset starts over without a warning.
-    m_log.str("");
-    rtk::CmdProcessor::getInstance()->execute("pvmReset");
-    EXPECT_EQ(std::string::npos, m_log.str().find("WARNING"));
-    EXPECT_EQ(-1, m_pStore->findVarIndex(m_module, "v7"));
-}
-
 namespace
 {
 void copySection(void* pContext)

@@ -1,6 +1,6 @@
 // Widgets and sequences built by hand: the rules that PDL sources cannot reach or the shell cannot
-// show. What a panel shows of them (passes per number, subscriptions of the last pass, trace lines, the
-// state machine) is covered by the sys-widget-passes and sys-sequences scenarios.
+// show. What a panel shows of them (passes per number, subscriptions of the last pass, trace lines, bad
+// widget numbers, the state machine) is covered by the sys-widget-* and sys-sequences scenarios.
 
 #include "core_command_helpers.h"
 
@@ -164,35 +164,6 @@ protected:
     uint32_t m_errors = 0;
 };
 } // namespace
-
-TEST_F(ModuleCodeTest, WidgetNumbersAndFailedChecksAreReported)
-{
-    registerType("MIXED", {PDLVariant(3), PDLVariant(0), PDLVariant("abc"), PDLVariant(5)});
-    EXPECT_EQ(std::list<uint32_t>({3, 5}), widget("MIXED", block({}))->getWidgetIDs());
-    EXPECT_EQ(2, countInLog("\nNon-numeric or zero Widget ID\n\n"));
-    EXPECT_TRUE(widget("NOPE", block({}))->getWidgetIDs().empty());
-    EXPECT_EQ(1, countInLog("\nUnknown type NOPE\n\n"));
-    // A zero number leaves a widget that never runs.
-    PDLWidget* pZero = widget(0u, block({probe()}));
-    EXPECT_TRUE(pZero->getWidgetIDs().empty());
-    PDLEvent const change = event(PDLEvent::eEventVariable, 0, "v");
-    pZero->execute(&change);
-    EXPECT_TRUE(m_journal.empty());
-    EXPECT_EQ(4u, newErrors());
-
-    // Every missing part of a run is named; an event kind without code is reported.
-    m_log.str("");
-    PDLWidget* pNoCode = widget(8u, nullptr);
-    pNoCode->execute(nullptr);
-    EXPECT_EQ(2, countInLog("\nm_pWidgetCode\n\n"));
-    EXPECT_EQ(1, countInLog("\nEvent\n\n"));
-    PDLEvent const setVar = event(PDLEvent::eEventSetVar, 7, "x");
-    widget(7u, block({probe()}))->execute(&setVar);
-    EXPECT_EQ(1, countInLog("\nunknown event type\n\n"));
-    EXPECT_TRUE(m_journal.empty());
-    std::unique_ptr<PDLWidget> pOrphan(new PDLWidget(nullptr, "key", "KEYS", nullptr, block({})));
-    EXPECT_EQ(1, countInLog("\npParentContext\n\n"));
-}
 
 TEST_F(ModuleCodeTest, MacroLevelGoesBackOnlyWhenTheCodeAssignedIt)
 {

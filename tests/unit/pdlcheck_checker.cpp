@@ -61,16 +61,6 @@ TEST_F(PdlcheckChecker, EachFileStartsAfresh)
     EXPECT_EQ(show(checker.check(fourth)), "fourth.pdl:2: error: syntax error, unexpected '@'|");
 }
 
-TEST_F(PdlcheckChecker, InputThatCannotBeRead)
-{
-    Checker checker;
-    EXPECT_EQ(checker.check(m_dir + "/absent.pdl").m_status, FileResult::eUnreadable);
-    EXPECT_EQ(checker.check(m_dir).m_status, FileResult::eUnreadable);
-    // The enciphered twin of a missing plain file is what a panel would read.
-    write("twin.pdl.enc", "module $a\n");
-    EXPECT_EQ(checker.check(m_dir + "/twin.pdl").m_status, FileResult::eClean);
-}
-
 TEST_F(PdlcheckChecker, ConfigurationTellsWidgetsAndDelegationTypes)
 {
     write("config/ModuleTypes.xml",
