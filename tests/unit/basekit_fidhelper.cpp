@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-TEST(FIDHelper, SplitsAtDotsAndKeepsParameters)
+TEST(FIDHelper, SplitsAtDots)
 {
     struct Case
     {
@@ -27,17 +27,6 @@ TEST(FIDHelper, SplitsAtDotsAndKeepsParameters)
             elements.push_back(fid.getElement(i));
         EXPECT_EQ(c.m_elements, elements) << c.m_fid;
     }
-
-    FIDParameterList list;
-    list.add("b", "2");
-    list.add("a", "1");
-    list.setWidgetID(UniqueWidgetID(1, 0, 3, 17));
-    ASSERT_EQ(2u, list.getCount());
-    EXPECT_EQ("b", list.getName(0));
-    EXPECT_EQ("1", list.getValue(1));
-    list.clear();
-    EXPECT_EQ(0u, list.getCount());
-    EXPECT_EQ(UniqueWidgetID(), list.getWidgetID());
 }
 
 TEST(FIDPatternHelper, MatchesRangesListsAndAnyElementByElement)

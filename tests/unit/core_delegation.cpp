@@ -166,9 +166,6 @@ TEST_F(CoreDelegationTest, DuplicateNamesAreReportedAndSkipped)
     EXPECT_EQ(std::string::npos, logText().find("Device type"));
     EXPECT_NE(pRouter->m_children.front(), m_pState->getDelegationType("Eq"));
     EXPECT_EQ(pRouter->m_children.back(), m_pState->getDelegationType("Port"));
-    // Slot count 0: the type registers, its children do not.
-    m_pState->addDeviceDefinition(makeType("Empty", 0, {makeType("Inner", 1)}));
-    EXPECT_EQ("Empty:0(Inner) -", show("Empty") + " " + show("Inner"));
     EXPECT_EQ(errors + 2, PDLParseInfo::m_errorCount);
     // A null definition is a failed check, reported under the parameter's name.
     m_pState->addDeviceDefinition(nullptr);

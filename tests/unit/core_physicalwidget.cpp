@@ -260,19 +260,3 @@ TEST_F(AttributeTest, OverridesStackWithTheNewestInForce)
     EXPECT_EQ(1, countInLog("override: unknown attribute 'NOPE' for widget 1.0.3.17"));
     EXPECT_EQ(1, countInLog("restore: unknown attribute 'NOPE' for widget 1.0.3.17"));
 }
-
-TEST_F(AttributeTest, GetWidgetMakesAMissingWidgetOnce)
-{
-    // Without a hardware side the widget is made all the same, after a failed check.
-    PDLPhysicalWidgetManager::destroyInstance();
-    m_pManager = PDLPhysicalWidgetManager::createInstance();
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    PDLPhysicalWidget* pWidget = m_pManager->getWidget(UniqueWidgetID(1, 2, 3, 4));
-    ASSERT_NE(nullptr, pWidget);
-    EXPECT_EQ("\nDEBUG1:\nwidget id 1.2.3.4 not found (not defined in MHL file ?)\n\n\nFATAL:\nm_iPanelFeedback\n\n",
-              logText());
-    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-    m_log.str("");
-    EXPECT_EQ(pWidget, m_pManager->getWidget(UniqueWidgetID(1, 2, 3, 4)));
-    EXPECT_EQ("", logText());
-}

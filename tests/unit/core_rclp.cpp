@@ -118,10 +118,6 @@ TEST_F(CoreRCLPTest, ConnectionStatusFileShellAndCleanUp)
     {
         EXPECT_NE(std::string::npos, log.find(line + "\n")) << line << "\n" << log;
     }
-    // The shell's help texts.
-    EXPECT_EQ("rclpShow\n\tshow list of current RCLP connections", rtk::CmdProcessor::getInstance()->getHelp("rclpShow"));
-    EXPECT_EQ("rclpDisconnect\n\tdisconnect all RCLP connections",
-              rtk::CmdProcessor::getInstance()->getHelp("rclpDisconnect"));
 }
 
 TEST_F(CoreRCLPTest, StoppingTheListenerKeepsClientsAndShutdownEndsThem)
