@@ -81,6 +81,11 @@ TEST_F(NetConfigTest, NameAndModelFilesFollowTheStateAndTheModelNeverFalls)
     m_listener.update();
     EXPECT_EQ("(none)", model());
 
+    // Re-pointed to a workplace with fewer boards, the model stays.
+    m_listener.init(1, "MF1");
+    m_listener.start();
+    EXPECT_EQ("(none)", model());
+
     // A missing directory costs the file and nothing else.
     m_listener.setSystemFilePath((m_directory / "missing").string() + "/");
     set("MF1.SYSTEM.NAME", "Studio 5");

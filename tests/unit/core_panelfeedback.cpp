@@ -19,55 +19,52 @@ public:
     IInterface* queryInterface(unsigned int) override { return nullptr; }
     EWidgetParameterType getAttributeParamType(UniqueWidgetID const&, std::string const&) override
     {
-        m_log.push_back(m_name + " paramType");
-        return eParamTypeBool;
+        return note("paramType") ? eParamTypeBool : eParamTypeUnknown;
     }
     EWidgetParameterType getReceiveEventParamType(UniqueWidgetID const&, std::string const&) override
     {
-        m_log.push_back(m_name + " eventType");
-        return eParamTypeText;
+        return note("eventType") ? eParamTypeText : eParamTypeUnknown;
     }
-    void setAllAttributesToDefault(UniqueWidgetID const&) override { m_log.push_back(m_name + " default"); }
+    void setAllAttributesToDefault(UniqueWidgetID const&) override { note("default"); }
     bool setAttributeBool(UniqueWidgetID const&, std::string const& a, bool v) override
     {
-        m_log.push_back(m_name + " bool " + a + "=" + (v ? "1" : "0"));
-        return true;
+        return note("bool " + a + "=" + (v ? "1" : "0"));
     }
     bool setAttributeNumeric(UniqueWidgetID const&, std::string const& a, int v) override
     {
-        m_log.push_back(m_name + " num " + a + "=" + std::to_string(v));
-        return true;
+        return note("num " + a + "=" + std::to_string(v));
     }
     bool setAttributeText(UniqueWidgetID const&, std::string const& a, std::string const& v) override
     {
-        m_log.push_back(m_name + " text " + a + "=" + v);
-        return true;
+        return note("text " + a + "=" + v);
     }
     bool getAttributeBool(UniqueWidgetID const&, std::string const&, bool& v) override
     {
-        m_log.push_back(m_name + " getBool");
         v = true;
-        return true;
+        return note("getBool");
     }
     bool getAttributeNumeric(UniqueWidgetID const&, std::string const&, int& v) override
     {
-        m_log.push_back(m_name + " getNum");
         v = 7;
-        return true;
+        return note("getNum");
     }
     bool getAttributeText(UniqueWidgetID const&, std::string const&, std::string& v) override
     {
-        m_log.push_back(m_name + " getText");
         v = m_name;
-        return true;
+        return note("getText");
     }
     bool trigger(UniqueWidgetID const&, std::string const& e, std::string const& v) override
     {
-        m_log.push_back(m_name + " trigger " + e + "=" + v);
-        return true;
+        return note("trigger " + e + "=" + v);
     }
 
 private:
+    bool note(std::string const& what)
+    {
+        m_log.push_back(m_name + " " + what);
+        return true;
+    }
+
     std::string m_name;
     std::vector<std::string>& m_log;
 };

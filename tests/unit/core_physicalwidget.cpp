@@ -115,11 +115,6 @@ protected:
         PDLPanelState::destroyInstance();
         PDLTest::TearDown();
     }
-    bool subscribed(std::string const& fid) const
-    {
-        PDLStateEntry* pEntry = m_pState->findStateEntry(fid);
-        return pEntry != nullptr && pEntry->hasSubscribers();
-    }
 
     ModelFeedback m_hw;
     PDLPanelState* m_pState = nullptr;
@@ -162,12 +157,6 @@ TEST_F(AttributeTest, ParameterTypesDecideHowValuesAreWrittenAndRead)
     EXPECT_EQ(1, countInLog("set: unknown attribute 'NOPE' for widget 1.0.3.17"));
     EXPECT_EQ(1, countInLog("get: unknown attribute 'NOPE' for widget 1.0.3.17"));
 
-    // The text forms hand a String over; the attribute's kind decides the conversion.
-    m_pManager->setWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LAMP", "TRUE");
-    m_pManager->setWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LEVEL", "-3");
-    EXPECT_EQ((Writes{"1.0.3.17 LAMP=1", "1.0.3.17 LEVEL=-3"}), m_hw.take());
-    EXPECT_EQ("-3", m_pManager->getWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "LEVEL"));
-    EXPECT_EQ("", m_pManager->getWidgetAttributeValue(UniqueWidgetID(1, 0, 3, 17), "NOPE"));
 }
 
 TEST_F(AttributeTest, RecordsSuppressRepeatsFallBackOnFailedReadsAndAnswerPressed)
@@ -200,54 +189,8 @@ TEST_F(AttributeTest, RecordsSuppressRepeatsFallBackOnFailedReadsAndAnswerPresse
     EXPECT_EQ(Writes{}, m_hw.take());
 }
 
-TEST_F(AttributeTest, ConnectionsFollowTheStateUntilAPlainWrite)
-{
-    m_pState->setValueString("DEV.NAME", "Cam 1");
-    m_pWidget->connect("LABEL", "DEV.NAME");
-    EXPECT_EQ((Writes{"1.0.3.17 LABEL=Cam 1"}), m_hw.take());
-    EXPECT_TRUE(subscribed("DEV.NAME"));
-
-    // Only a changed value is written; every connected attribute is looked at.
-    m_pState->setValueInt("DEV.GAIN", 4);
-    m_pWidget->connect("LEVEL", "DEV.GAIN");
-    m_pState->setValueString("DEV.NAME", "Cam 2");
-    m_pWidget->update();
-    EXPECT_EQ((Writes{"1.0.3.17 LEVEL=4", "1.0.3.17 LABEL=Cam 2"}), m_hw.take());
-    m_pWidget->update();
-    EXPECT_EQ(Writes{}, m_hw.take());
-
-    // A second connect moves the attribute; a plain write ends the connection for good.
-    m_pWidget->connect("LABEL", "DEV.OTHER");
-    EXPECT_FALSE(subscribed("DEV.NAME"));
-    EXPECT_EQ("DEV.OTHER", m_pWidget->getConnection("LABEL"));
-    m_pWidget->setAttributeValue("LEVEL", PDLVariant(4));
-    EXPECT_FALSE(subscribed("DEV.GAIN"));
-    EXPECT_EQ("", m_pWidget->getConnection("LEVEL"));
-    m_hw.take();
-    m_pState->setValueInt("DEV.GAIN", 9);
-    m_pWidget->update();
-    EXPECT_EQ((Writes{}), m_hw.take());
-
-    // Receive events: an attribute wins over an event of the same name; a trigger fires only the
-    // events connected to its function id.
-    m_pWidget->connect("FLASH", "DEV.ALARM");
-    m_pWidget->connect("BLINK", "DEV.CUE");
-    m_pWidget->connect("LAMP", "DEV.CUE");
-    EXPECT_EQ("", m_pWidget->getEventConnection("LAMP"));
-    EXPECT_EQ("DEV.CUE", m_pWidget->getConnection("LAMP"));
-    m_hw.take();
-    m_pWidget->triggerMFDriverEvent("DEV.ALARM", "3");
-    EXPECT_EQ((Writes{"1.0.3.17 !FLASH=3"}), m_hw.take());
-    m_pWidget->connect("NOPE", "DEV.CUE");
-    EXPECT_EQ(1, countInLog("connect: 'NOPE' is not a known attribute / receive event for widget 1.0.3.17"));
-
-    // The widget's subscriptions go with it.
-    m_pManager->removeWidgetsOfModule(UniqueModuleID(1, 0, 3));
-    EXPECT_FALSE(subscribed("DEV.ALARM"));
-    EXPECT_FALSE(subscribed("DEV.CUE"));
-    EXPECT_FALSE(subscribed("DEV.OTHER"));
-}
-
+// Connections, receive events, plain writes and the setAttr command as a panel shows them are covered by
+// the widget-attributes and sys-panel-commands scenarios.
 TEST_F(AttributeTest, AScaledConnectionIsWrittenAgainOnEveryUpdate)
 {
     m_pState->setValueInt("DEV.FADER", 10);
@@ -316,56 +259,4 @@ TEST_F(AttributeTest, OverridesStackWithTheNewestInForce)
     m_pWidget->restoreAttributeValue("X", "NOPE");
     EXPECT_EQ(1, countInLog("override: unknown attribute 'NOPE' for widget 1.0.3.17"));
     EXPECT_EQ(1, countInLog("restore: unknown attribute 'NOPE' for widget 1.0.3.17"));
-}
-
-TEST_F(AttributeTest, DefaultsResetTheHardwareButNotTheRecords)
-{
-    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
-    PDLPhysicalWidget* pOther = m_pManager->getWidget(UniqueWidgetID(0, 4, 3, 1));
-    m_hw.take();
-    m_pManager->deinit();
-    EXPECT_EQ((Writes{"0.4.3.1 default", "1.0.3.17 default"}), m_hw.take());
-    EXPECT_EQ(pOther, m_pManager->getWidget(UniqueWidgetID(0, 4, 3, 1)));
-    // The record still holds "A": writing it again is suppressed though the hardware was reset.
-    m_pWidget->setAttributeValue("LABEL", PDLVariant("A"));
-    EXPECT_EQ(Writes{}, m_hw.take());
-
-    // A widget id used twice keeps the older widget and counts an error.
-    uint32_t const errors = PDLParseInfo::m_errorCount;
-    m_pManager->addWidget(UniqueWidgetID(0, 4, 3, 1));
-    EXPECT_EQ(errors + 1, PDLParseInfo::m_errorCount);
-    EXPECT_EQ(pOther, m_pManager->findWidget(UniqueWidgetID(0, 4, 3, 1)));
-    EXPECT_EQ(Writes{}, m_hw.take());
-    // Removing module 3 of group 4 leaves module 3 of group 0.
-    m_pManager->removeWidgetsOfModule(UniqueModuleID(0, 4, 3));
-    EXPECT_EQ(nullptr, m_pManager->findWidget(UniqueWidgetID(0, 4, 3, 1)));
-    EXPECT_EQ(m_pWidget, m_pManager->findWidget(UniqueWidgetID(1, 0, 3, 17)));
-    EXPECT_EQ("conn phys widget 1.0.3.17", m_pWidget->getDescription(5));
-    EXPECT_EQ(static_cast<IWidgetControl*>(m_pManager), getInterface<IWidgetControl>(m_pManager));
-}
-
-TEST_F(AttributeTest, SetAttrCutsTheIdByItsFieldMasks)
-{
-    struct Case
-    {
-        std::string m_line;
-        std::string m_output;
-        Writes m_writes;
-    };
-    std::vector<Case> const cases = {
-        {"setAttr 1 37 3 17 LABEL hi", "", {"1.5.3.17 default", "1.5.3.17 LABEL=hi"}},
-        {"setAttr 1 0 3 17 LEVEL 12", "", {"1.0.3.17 LEVEL=12"}},
-        {"setAttr x 0 3 17 LAMP TRUE", "", {"0.0.3.17 default", "0.0.3.17 LAMP=1"}},
-        {"setAttr 1 2 3 4 LABEL",
-         "command format: setAttr <workplace id> <group id> <module id> <widget id> <attrib> <value>\n",
-         {}},
-    };
-    for (Case const& c : cases)
-    {
-        CoutCapture capture;
-        rtk::CmdProcessor::getInstance()->execute(c.m_line);
-        EXPECT_EQ(c.m_output, capture.text()) << c.m_line;
-        EXPECT_EQ(c.m_writes, m_hw.take()) << c.m_line;
-    }
-    EXPECT_EQ(nullptr, m_pManager->findWidget(UniqueWidgetID(1, 2, 3, 4)));
 }

@@ -1,5 +1,7 @@
 #include "core_rclp_fixture.h"
 
+#include "rclp/rclpconnection.h"
+
 using namespace rclptest;
 
 TEST_F(CoreRCLPTest, SubscriptionsByIdAndPatternFollowTheState)
@@ -116,10 +118,6 @@ TEST_F(CoreRCLPTest, ConnectionStatusFileShellAndCleanUp)
     {
         EXPECT_NE(std::string::npos, log.find(line + "\n")) << line << "\n" << log;
     }
-    // The shell's help texts.
-    EXPECT_EQ("rclpShow\n\tshow list of current RCLP connections", rtk::CmdProcessor::getInstance()->getHelp("rclpShow"));
-    EXPECT_EQ("rclpDisconnect\n\tdisconnect all RCLP connections",
-              rtk::CmdProcessor::getInstance()->getHelp("rclpDisconnect"));
 }
 
 TEST_F(CoreRCLPTest, StoppingTheListenerKeepsClientsAndShutdownEndsThem)
@@ -137,4 +135,36 @@ TEST_F(CoreRCLPTest, StoppingTheListenerKeepsClientsAndShutdownEndsThem)
     // The panel's end waits for every connection's end; the client sees it.
     m_pPanel.reset();
     EXPECT_TRUE(client.waitClosed());
+}
+
+TEST_F(CoreRCLPTest, ASlowClientIsDroppedAndBadListensAreRefused)
+{
+    // A client that reads nothing: socket buffers fill, then its queue, then it is dropped; every write
+    // returns at once, so this loop ends, and the other client is served as before.
+    RCLPConnection::setQueueLimit(64 * 1024);
+    RCLPTestClient slow(m_port);
+    RCLPTestClient quick(m_port);
+    slow.sendLine(R"({"op":"subscribe","fid":"FLOOD"})");
+    quick.sendLine(R"({"op":"subscribe","fid":"QUICK"})");
+    expectLine(quick, updateLine("QUICK", ""));
+    std::string const value(1000, 'v');
+    std::string const slowText = "127.0.0.1:" + std::to_string(slow.getLocalPort());
+    for (int i = 0; i < 100000 && shell("rclpShow").find(slowText + " (inactive)") == std::string::npos; ++i)
+        m_pState->setStateValue("FLOOD", value + std::to_string(i));
+    RCLPConnection::setQueueLimit(1024 * 1024);
+    std::string const dropped =
+        "[RCLP] WARNING Dropping RCLP client " + slowText + ": it does not read fast enough (more than 65536 bytes waiting)";
+    EXPECT_NE(std::string::npos, logText().find(dropped)) << logText();
+    m_pState->setStateValue("QUICK", "1");
+    expectLine(quick, updateLine("QUICK", "1"));
+
+    // What a listener cannot serve it refuses, with the reason.
+    IRCLPConnector* pConnector = m_pPanel->getPanelFunctionSystem()->getRCLPConnector();
+    RCLPListener udp(2);
+    EXPECT_FALSE(udp.listen("127.0.0.1", 0, pConnector));
+    RCLPListener busy(RCLPListener::eTransportTCP);
+    EXPECT_FALSE(busy.listen("127.0.0.1", m_port, pConnector));
+    EXPECT_NE(std::string::npos, logText().find("[RCLP] ERROR Cannot listen for RCLP connections: unknown transport 2"));
+    EXPECT_NE(std::string::npos, logText().find("[RCLP] ERROR Cannot listen for RCLP connections on 127.0.0.1:" +
+                                                std::to_string(m_port) + ": Address already in use"));
 }

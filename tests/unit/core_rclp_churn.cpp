@@ -19,9 +19,7 @@ int countEntries(char const* pDirectory)
     if (DIR* pDir = opendir(pDirectory))
     {
         while (dirent* pEntry = readdir(pDir))
-        {
             count += pEntry->d_name[0] != '.' ? 1 : 0;
-        }
         closedir(pDir);
     }
     return count;
@@ -50,38 +48,27 @@ void churnClient(int slot, uint16_t port, std::chrono::steady_clock::time_point 
     std::mt19937 random(static_cast<unsigned>(slot) * 7919u + 1u);
     std::string const prefix = "CH." + std::to_string(slot) + ".";
     // Reads one line; counts updates and foreign ids. True for an error answer.
-    auto readOne = [&](RCLPTestClient& client, int timeoutMs, bool& gotLine) -> bool
+    auto readOne = [&](RCLPTestClient& client, int timeoutMs, bool& gotLine)
     {
         std::string line;
-        gotLine = client.readLine(line, timeoutMs);
         RCLPMessage message;
         std::string error;
+        gotLine = client.readLine(line, timeoutMs);
         if (!gotLine || !RCLPWire::parseServerLine(line, message, error))
-        {
             return false;
-        }
         if (message.m_op == RCLPMessage::eOpError)
-        {
             return true;
-        }
         ++counters.m_updates;
-        if (message.m_fid.compare(0, prefix.size(), prefix) != 0)
-        {
-            ++counters.m_foreign;
-        }
+        counters.m_foreign += message.m_fid.compare(0, prefix.size(), prefix) != 0 ? 1 : 0;
         return false;
     };
+    // Generous: a sanitizer build on a busy machine is slow, and a lost answer never comes.
     auto expectError = [&](RCLPTestClient& client)
     {
-        // Generous: a sanitizer build on a busy machine is slow, and a lost answer never comes.
         auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         for (bool gotLine = true; gotLine && std::chrono::steady_clock::now() < until;)
-        {
             if (readOne(client, 10000, gotLine))
-            {
                 return;
-            }
-        }
         ++counters.m_missingAnswers;
     };
 
@@ -96,65 +83,40 @@ void churnClient(int slot, uint16_t port, std::chrono::steady_clock::time_point 
         ++counters.m_sessions;
         client.sendLine(R"({"op":"subscribe","fid":")" + prefix + R"([N:*]"})");
         if (random() % 2 == 0)
-        {
             client.sendLine(R"({"op":"subscribe","fid":")" + prefix + R"(X"})");
-        }
+        // Garbage that must be answered with an error, an oversized line that must end the connection,
+        // an unsubscribe, or a while of reading.
+        std::string const garbage[] = {"{not json\n", R"({"op":"explode","fid":"A"})" "\n",
+                                       std::string("\x00\xff\x80\x01garbage\n", 12),
+                                       R"({"op":"subscribe","fid":"CH.[S:1-]"})" "\n"};
         int steps = static_cast<int>(random() % 6);
         bool open = true;
         for (int step = 0; step < steps && open; ++step)
         {
+            unsigned int const action = random() % 9;
             bool gotLine = true;
-            switch (random() % 9)
+            if (action < 4)
             {
-            case 0:
-                client.sendLine("{not json");
+                client.sendRaw(garbage[action]);
                 expectError(client);
-                break;
-            case 1:
-                client.sendLine(R"({"op":"explode","fid":"A"})");
-                expectError(client);
-                break;
-            case 2:
-                client.sendRaw(std::string("\x00\xff\x80\x01garbage\n", 12));
-                expectError(client);
-                break;
-            case 3:
-                client.sendLine(R"({"op":"subscribe","fid":"CH.[S:1-]"})");
-                expectError(client);
-                break;
-            case 4:
-                client.sendRaw(std::string(RCLPWire::s_maxLineLength + 2 + random() % 1000, 'z'));
-                if (!client.waitClosed(10000))
-                {
-                    ++counters.m_missingAnswers;
-                }
-                open = false;
-                break;
-            case 5:
-                client.sendLine(R"({"op":"unsubscribe","fid":")" + prefix + R"([N:*]"})");
-                break;
-            default:
-                // Read what comes for a while.
-                for (int i = 0; i < 5 && gotLine; ++i)
-                {
-                    readOne(client, 5, gotLine);
-                }
-                break;
             }
+            else if (action == 4)
+            {
+                client.sendRaw(std::string(RCLPWire::s_maxLineLength + 2 + random() % 1000, 'z'));
+                counters.m_missingAnswers += client.waitClosed(10000) ? 0 : 1;
+                open = false;
+            }
+            else if (action == 5)
+                client.sendLine(R"({"op":"unsubscribe","fid":")" + prefix + R"([N:*]"})");
+            else
+                for (int i = 0; i < 5 && gotLine; ++i)
+                    readOne(client, 5, gotLine);
         }
-        switch (random() % 3)
-        {
-        case 0:
-            client.sendRaw(R"({"op":"subscribe","fid":")"); // half a line, then the end
-            client.close();
-            break;
-        case 1:
-            client.abort();
-            break;
-        default:
-            client.close();
-            break;
-        }
+        // The end: half a line and a close, a reset, or a plain close.
+        unsigned int const end = random() % 3;
+        if (end == 0)
+            client.sendRaw(R"({"op":"subscribe","fid":")");
+        end == 1 ? client.abort() : client.close();
     }
 }
 } // namespace
@@ -180,22 +142,16 @@ TEST_F(CoreRCLPTest, ChurnOfAHundredClientsLeavesNothingBehind)
                 std::string fid = "CH." + std::to_string(random() % clients) + "." +
                                   (random() % 4 == 0 ? std::string("X") : std::to_string(random() % 10));
                 if (random() % 8 == 0)
-                {
                     m_pState->triggerEvent(fid, "t");
-                }
                 else
-                {
                     m_pState->setStateValue(fid, std::to_string(writes.load()));
-                }
                 ++writes;
                 std::this_thread::sleep_for(std::chrono::microseconds(200));
             }
         });
     std::vector<std::thread> threads;
     for (int slot = 0; slot < clients; ++slot)
-    {
         threads.emplace_back(churnClient, slot, m_port, deadline, std::ref(counters));
-    }
 
     // Meanwhile a probe must get an answer at every try.
     int probes = 0;
@@ -211,9 +167,7 @@ TEST_F(CoreRCLPTest, ChurnOfAHundredClientsLeavesNothingBehind)
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
     }
     for (std::thread& thread : threads)
-    {
         thread.join();
-    }
     writing = false;
     writer.join();
 
@@ -228,35 +182,26 @@ TEST_F(CoreRCLPTest, ChurnOfAHundredClientsLeavesNothingBehind)
     for (int i = 0; i < 500; ++i)
     {
         std::string shown = shell("rclpShow");
-        size_t lines = static_cast<size_t>(std::count(shown.begin(), shown.end(), '\n'));
         size_t inactive = 0;
         for (size_t at = shown.find(" (inactive)\n"); at != std::string::npos; at = shown.find(" (inactive)\n", at + 1))
-        {
             ++inactive;
-        }
-        if (lines == inactive)
-        {
+        if (static_cast<size_t>(std::count(shown.begin(), shown.end(), '\n')) == inactive)
             break;
-        }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     RCLPTestClient last(m_port);
     expectNothingMore(last);
     for (int i = 0; i < 200 && countEntries("/proc/self/task") != baseThreads + 1; ++i)
-    {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
     EXPECT_EQ(baseThreads + 1, countEntries("/proc/self/task"));
     EXPECT_EQ(baseFds + 3, countEntries("/proc/self/fd"));
     EXPECT_EQ("127.0.0.1:" + std::to_string(last.getLocalPort()) + "\n", shell("rclpShow"));
     EXPECT_EQ("127.0.0.1\n", statusFile());
     // No subscription of a vanished client is left in the state.
     for (int slot = 0; slot < clients; ++slot)
-    {
         for (std::string tail : {"X", "0", "5"})
         {
             PDLStateEntry* pEntry = m_pState->findStateEntry("CH." + std::to_string(slot) + "." + tail);
             EXPECT_TRUE(pEntry == nullptr || !pEntry->hasSubscribers()) << slot << "." << tail;
         }
-    }
 }

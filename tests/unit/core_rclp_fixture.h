@@ -108,11 +108,12 @@ protected:
         std::ifstream file(m_directory / "rclpConnections.txt");
         return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
-    // Waits until rclpShow prints expected (2 s at most) and returns what it printed last.
+    // Waits until rclpShow prints expected (10 s at most: a busy machine is slow) and returns what it
+    // printed last.
     std::string waitForShow(std::string const& expected)
     {
         std::string shown;
-        for (int i = 0; i < 200 && (shown = shell("rclpShow")) != expected; ++i)
+        for (int i = 0; i < 1000 && (shown = shell("rclpShow")) != expected; ++i)
         {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }

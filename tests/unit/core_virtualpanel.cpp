@@ -26,20 +26,6 @@
 
 namespace
 {
-bool allSingletonsExist()
-{
-    return PDLPersistentVarManager::hasInstance() && PDLPanelState::hasInstance() &&
-           PDLPhysicalWidgetManager::hasInstance() && PDLEventManager::hasInstance() &&
-           PDLModuleManager::hasInstance() && PanelFeedbackManager::hasInstance();
-}
-
-bool anySingletonExists()
-{
-    return PDLPersistentVarManager::hasInstance() || PDLPanelState::hasInstance() ||
-           PDLPhysicalWidgetManager::hasInstance() || PDLEventManager::hasInstance() ||
-           PDLModuleManager::hasInstance() || PanelFeedbackManager::hasInstance();
-}
-
 std::vector<std::string> g_lifecycle;
 std::vector<size_t> g_driverCallsAtLifecycle;
 
@@ -67,29 +53,12 @@ TEST_F(CoreVirtualPanelTest, CreateRejectsUnsupportedModesButKeepsTheCore)
     {
         m_log.str("");
         std::unique_ptr<VirtualPanel> pPanel = startPanel(static_cast<VirtualPanel::EMode>(mode), false);
-        EXPECT_TRUE(allSingletonsExist()) << "mode " << mode;
-        EXPECT_NE(pPanel->getPanelFunctionSystem(), nullptr);
-        EXPECT_NE(logText().find("Unsupported virtual panel mode"), std::string::npos) << logText();
+        EXPECT_TRUE(PDLEventManager::hasInstance() && PanelFeedbackManager::hasInstance()) << "mode " << mode;
+        EXPECT_NE(logText().find("[Startup] ERROR Unsupported virtual panel mode\n"), std::string::npos) << logText();
         pPanel->releaseMutex();
         pPanel.reset();
-        EXPECT_FALSE(anySingletonExists());
+        EXPECT_FALSE(PDLPanelState::hasInstance() || PanelFeedbackManager::hasInstance());
     }
-}
-
-TEST_F(CoreVirtualPanelTest, CreateWithoutDriverLibraryFailsAndMakesNothing)
-{
-    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    // A host must not destroy a panel whose create found no library: the destructor asserts.
-    EXPECT_DEATH(
-        {
-            rtk::LogManager::setSink(nullptr);
-            VirtualPanel panel;
-            bool const created = panel.create(VirtualPanel::eModeHardware, "");
-            std::cerr << "created=" << created << " core=" << (panel.getPanelFunctionSystem() != nullptr)
-                      << " singletons=" << anySingletonExists() << std::endl;
-        },
-        "Can not find \"bin/libmoduledriver.so\" library.*created=0 core=0 singletons=0.*"
-        "Assertion \"pHwModuleManager\" failed");
 }
 
 TEST_F(CoreVirtualPanelTest, CreateWiresTheDriverInOrder)
@@ -179,35 +148,6 @@ TEST_F(CoreVirtualPanelTest, InitReadsTheFilesInOrder)
     }
 }
 
-TEST_F(CoreVirtualPanelTest, InitStopsAtTheFirstFailure)
-{
-    installDriver();
-    std::unique_ptr<VirtualPanel> pPanel = startPanel(VirtualPanel::eModeHardware);
-
-    // No delegation type file: the reader's error line and false.
-    fakedriver::reset();
-    EXPECT_FALSE(pPanel->init(false));
-    EXPECT_NE(logText().find("Failed to open \"config/DelegationTypes.xml\""), std::string::npos)
-        << logText();
-    EXPECT_EQ(logText().find("Widget, Module, and Delegation files OK"), std::string::npos);
-
-    // A failing widget type file: the module types are not read.
-    writeFile("config/DelegationTypes.xml", "<delegation_type_description/>");
-    fakedriver::reset();
-    fakedriver::setFailing("parseWidgetTypes", true);
-    EXPECT_FALSE(pPanel->init(false));
-    std::vector<std::string> const expected = {"IMHLParser::parseWidgetTypes(config/WidgetTypes.xml)"};
-    EXPECT_EQ(expected, fakedriver::getCalls());
-
-    // Without the driver's MHL parser nothing is read.
-    fakedriver::reset();
-    fakedriver::setOffered(eIMHLParser, false);
-    EXPECT_FALSE(pPanel->init(false));
-    EXPECT_TRUE(fakedriver::getCalls().empty());
-
-    pPanel->releaseMutex();
-}
-
 TEST_F(CoreVirtualPanelTest, SingletonsComeAndGoInTheirOrder)
 {
     installDriver();
@@ -248,7 +188,6 @@ TEST_F(CoreVirtualPanelTest, SingletonsComeAndGoInTheirOrder)
     EXPECT_LT(static_cast<size_t>(unloaded), g_driverCallsAtLifecycle[8]); // with the driver module
     EXPECT_NE(logText().find("Stopping event manager..."), std::string::npos);
     EXPECT_NE(logText().find("Event Manager Stopped"), std::string::npos);
-    EXPECT_FALSE(anySingletonExists());
 }
 
 TEST_F(CoreVirtualPanelTest, InterfaceTablesOfBothObjects)
@@ -257,40 +196,37 @@ TEST_F(CoreVirtualPanelTest, InterfaceTablesOfBothObjects)
     std::unique_ptr<VirtualPanel> pPanel = startPanel(VirtualPanel::eModeHardware);
     PanelFunctionSystem* pSystem = pPanel->getPanelFunctionSystem();
     ASSERT_NE(pSystem, nullptr);
-    PDLEventManager* pEvents = PDLEventManager::getInstance();
-    PDLModuleManager* pModules = PDLModuleManager::getInstance();
-
-    // Asked of PanelFunctionSystem directly.
-    EXPECT_EQ(nullptr, pPanel->queryInterface(eIPDLInterpreter));
-    EXPECT_EQ(nullptr, pPanel->queryInterface(eIModuleManager));
-    EXPECT_EQ(nullptr, pPanel->queryInterface(eIMHLParser));
-    EXPECT_NE(nullptr, getInterface<IPDLInterpreter>(pSystem));
-    EXPECT_EQ(static_cast<IModuleManager*>(pModules), getInterface<IModuleManager>(pSystem));
-    EXPECT_EQ(static_cast<IModuleTest*>(pModules), getInterface<IModuleTest>(pSystem));
-    EXPECT_EQ(static_cast<IModuleTest*>(pModules), getInterface<IModuleTest>(pPanel.get()));
-
-    // The event manager through both.
-    EXPECT_EQ(static_cast<IPanelEvent*>(pEvents), getInterface<IPanelEvent>(pPanel.get()));
-    EXPECT_EQ(static_cast<IEventManager*>(pEvents), getInterface<IEventManager>(pPanel.get()));
-    EXPECT_EQ(static_cast<IEventManager*>(pEvents), getInterface<IEventManager>(pSystem));
-
-    // 1004 is the fan-out, never the driver's own feedback; the system has none.
-    IPanelFeedback* pFeedback = getInterface<IPanelFeedback>(pPanel.get());
-    EXPECT_EQ(static_cast<IPanelFeedback*>(PanelFeedbackManager::getInstance()), pFeedback);
-    EXPECT_EQ(nullptr, pSystem->queryInterface(eIPanelFeedback));
-
-    // The driver's own interfaces through the panel only.
-    EXPECT_NE(nullptr, getInterface<IWidgetManager>(pPanel.get()));
-    EXPECT_NE(nullptr, getInterface<IHwModuleManager>(pPanel.get()));
-    EXPECT_NE(nullptr, getInterface<IColorManager>(pPanel.get()));
-    EXPECT_EQ(nullptr, pSystem->queryInterface(eIWidgetManager));
-    EXPECT_EQ(nullptr, pSystem->queryInterface(eIHwModuleManager));
-    EXPECT_EQ(nullptr, pSystem->queryInterface(eIColorManager));
-
-    EXPECT_EQ(nullptr, pPanel->queryInterface(4711));
-    EXPECT_EQ(nullptr, pSystem->queryInterface(4711));
+    IInterface* pEvents = getInterface<IPanelEvent>(PDLEventManager::getInstance());
+    IInterface* pModules = getInterface<IModuleManager>(PDLModuleManager::getInstance());
+    IInterface* pState = getInterface<IPanelState>(PDLPanelState::getInstance());
+    IInterface* pFanOut = getInterface<IPanelFeedback>(PanelFeedbackManager::getInstance());
+    IInterface* pDriver = reinterpret_cast<IInterface*>(1); // any non-null answer
+    struct Case
+    {
+        unsigned int m_id;
+        IInterface* m_panel;  // what VirtualPanel answers (its object, for the singletons)
+        IInterface* m_system; // what PanelFunctionSystem answers
+    };
+    // 1004 is the fan-out, never the driver's own feedback; 1005 and 1007 are asked of the system only;
+    // the driver's own interfaces come through the panel only.
+    Case const cases[] = {
+        {eIPanelEvent, pEvents, pEvents},   {eIWidgetManager, pDriver, nullptr}, {eIPanelFeedback, pFanOut, nullptr},
+        {eIPDLInterpreter, nullptr, pDriver}, {eIMHLParser, nullptr, nullptr},   {eIModuleManager, nullptr, pModules},
+        {eIEventManager, pEvents, pEvents}, {eIModuleTest, pModules, pModules},  {eIHwModuleManager, pDriver, nullptr},
+        {eIColorManager, pDriver, nullptr}, {eIPanelState, pState, pState},      {eIPSPublisher, pState, pState},
+        {4711, nullptr, nullptr},
+    };
+    // Both query functions hand back the IInterface base of the object found.
+    auto same = [pDriver](IInterface* pExpected, IInterface* pAnswer)
+    { return pExpected == pDriver ? pAnswer != nullptr : pExpected == pAnswer; };
+    for (Case const& c : cases)
+    {
+        EXPECT_TRUE(same(c.m_panel, pPanel->queryInterface(c.m_id))) << c.m_id;
+        EXPECT_TRUE(same(c.m_system, pSystem->queryInterface(c.m_id))) << c.m_id;
+    }
 
     // The fan-out reaches the driver: a write goes out, a read is answered by the driver.
+    IPanelFeedback* pFeedback = getInterface<IPanelFeedback>(pPanel.get());
     UniqueWidgetID const id(1, 2, 3, 17);
     fakedriver::reset();
     pFeedback->setAttributeText(id, "LABEL", "Hi");
@@ -300,7 +236,6 @@ TEST_F(CoreVirtualPanelTest, InterfaceTablesOfBothObjects)
     std::vector<std::string> const expected = {"IPanelFeedback::setAttributeText(1.2.3.17,LABEL,Hi)",
                                                "IPanelFeedback::getAttributeText(1.2.3.17,LABEL)"};
     EXPECT_EQ(expected, fakedriver::getCalls());
-
     pPanel->releaseMutex();
 }
 

@@ -4,9 +4,9 @@
 // Helpers of the driver tests: a scratch directory with files, and the demo-like type files.
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
-#include <unistd.h>
 
 namespace drivertest
 {
@@ -22,12 +22,8 @@ public:
     }
     ~ScratchDir()
     {
-        if (!m_path.empty())
-        {
-            std::string const command = "rm -rf '" + m_path + "'";
-            int const result = std::system(command.c_str());
-            (void)result;
-        }
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
     }
     // Writes text to the file name below the directory (subdirectories must exist) and returns its path.
     std::string write(std::string const& name, std::string const& text) const

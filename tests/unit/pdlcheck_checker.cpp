@@ -1,4 +1,5 @@
-// The checker on real sources: a module load through the core, read back as diagnostics.
+// The checker on real sources: a module load through the core, read back as diagnostics. What single
+// files report is covered by the samples below tests/pdlcheck/ (a sidecar .pdlcheck each).
 #include "checker.h"
 
 #include <gtest/gtest.h>
@@ -44,48 +45,6 @@ protected:
     std::string m_dir;
 };
 
-TEST_F(PdlcheckChecker, ReportsWhatALoadReports)
-{
-    struct Case
-    {
-        char const* m_source;
-        FileResult::EStatus m_status;
-        char const* m_expected;
-    } const cases[] = {
-        {"module $a\n@T { @ }\n", FileResult::eErrors, "m.pdl:2: error: syntax error, unexpected '@'|"},
-        {"init\n  set(LAMP) 1\nend init\n", FileResult::eErrors, "m.pdl:3: error: set not allowed in this context|"},
-        // Declaration faults stand on the declaration's line, not on the module's first.
-        {"module $a\n\nmodule @Nope $b\ninit\nend init\n", FileResult::eErrors, "m.pdl:3: error: unknown type 'Nope'|"},
-        {"module $a\nmodule $a\n@T { 1 }\n@T { 2 }\nmodule $b, $b\n", FileResult::eErrors,
-         "m.pdl:2: error: variable 'a' was already declared|m.pdl:4: error: type 'T' was already declared|"
-         "m.pdl:5: error: variable 'b' was already declared|"},
-        // Name resolution reports once per scope searched; one diagnostic remains.
-        {"widget $w = 1\n  $a := $missing\nend widget\n", FileResult::eErrors,
-         "m.pdl:2: error: undeclared variable a|m.pdl:2: error: undeclared variable missing|"},
-        {"function f()\nend function\nfunction f()\nend function\n", FileResult::eErrors,
-         "m.pdl:3: error: function name already exists|"},
-        // After a failed include the scanner takes the rest, up to a double quote, as one more name.
-        {"include \"gone.pdl\"\nmodule $a\n", FileResult::eClean,
-         "m.pdl:1: warning: Failed to open include file \"DIR/gone.pdl\"|"
-         "m.pdl:1: warning: Failed to open include file \"DIR/\\nmodule $a\\n\"|"},
-        {"@Mode { \"off\", \"on\" }\nmodule @Mode $m\nwidget $w = 1\n  event (DOWN)\n    $m := \"on\"\n  end event\nend widget\n",
-         FileResult::eClean, ""},
-    };
-    Checker checker;
-    for (Case const& c : cases)
-    {
-        std::string const file = write("m.pdl", c.m_source);
-        FileResult const result = checker.check(file);
-        std::string expected = c.m_expected;
-        for (size_t at = expected.find("DIR"); at != std::string::npos; at = expected.find("DIR"))
-        {
-            expected.replace(at, 3, m_dir);
-        }
-        EXPECT_EQ(result.m_status, c.m_status) << c.m_source;
-        EXPECT_EQ(show(result), expected) << c.m_source;
-    }
-}
-
 TEST_F(PdlcheckChecker, EachFileStartsAfresh)
 {
     // A panel goes on counting lines from one module to the next and keeps group variables; each
@@ -100,16 +59,6 @@ TEST_F(PdlcheckChecker, EachFileStartsAfresh)
     checker.check(third);
     // The include cascade of the third file leaves the scanner reading file names; not so the fourth.
     EXPECT_EQ(show(checker.check(fourth)), "fourth.pdl:2: error: syntax error, unexpected '@'|");
-}
-
-TEST_F(PdlcheckChecker, InputThatCannotBeRead)
-{
-    Checker checker;
-    EXPECT_EQ(checker.check(m_dir + "/absent.pdl").m_status, FileResult::eUnreadable);
-    EXPECT_EQ(checker.check(m_dir).m_status, FileResult::eUnreadable);
-    // The enciphered twin of a missing plain file is what a panel would read.
-    write("twin.pdl.enc", "module $a\n");
-    EXPECT_EQ(checker.check(m_dir + "/twin.pdl").m_status, FileResult::eClean);
 }
 
 TEST_F(PdlcheckChecker, ConfigurationTellsWidgetsAndDelegationTypes)

@@ -1,4 +1,5 @@
-// What the checker reads of a configuration tree: positions, module types, MHL files, widget types.
+// What the checker reads of a configuration tree: positions, module types and MHL files. Widget types
+// are covered through the checker's attribute checks (pdlcheck_checker.cpp).
 #include "configtree.h"
 
 #include <gtest/gtest.h>
@@ -81,17 +82,4 @@ TEST_F(PdlcheckConfigTree, PositionsAndWidgetsOfModuleTypes)
     }
 }
 
-TEST_F(PdlcheckConfigTree, WidgetTypes)
-{
-    write("WidgetTypes.xml", "<widgetTypes><widgetType name=\"B\"><attribute name=\"LAMP\"/><attribute name=\"TEXT\"/>"
-                             "<receiveEvent name=\"FLASH\"/></widgetType></widgetTypes>");
-    ConfigTree const tree(m_dir);
-    std::set<std::string> attributes;
-    std::set<std::string> events;
-    ASSERT_TRUE(tree.getWidgetType("B", attributes, events));
-    EXPECT_EQ(attributes, (std::set<std::string>{"LAMP", "TEXT"}));
-    EXPECT_EQ(events, (std::set<std::string>{"FLASH"}));
-    EXPECT_FALSE(tree.getWidgetType("C", attributes, events));
-    EXPECT_TRUE(attributes.empty() && events.empty());
-}
 } // namespace

@@ -1,3 +1,4 @@
+#include "rclp/irclpserver.h"
 #include "rclp/rclpwire.h"
 
 #include <gtest/gtest.h>
@@ -18,6 +19,25 @@ std::string paramsText(ParameterList const& params)
     }
     return text;
 }
+
+// Records what dispatch hands on, as a line of text.
+class RecordingServer : public IRCLPServer, public IRCLPStateWriter
+{
+public:
+    void subscribe(std::string const& fid) override { m_calls.push_back("subscribe " + fid); }
+    void unsubscribe(std::string const& fid) override { m_calls.push_back("unsubscribe " + fid); }
+    void call(std::string const& fid, ParameterList& params) override { m_calls.push_back("call " + fid + paramsText(params)); }
+    void connStatus(EConnStatus) override {}
+    void setState(std::string const& fid, ParameterValue const& value) override
+    {
+        m_calls.push_back("set " + fid + "=" + value.getText());
+    }
+    void triggerState(std::string const& fid, ParameterValue const& value) override
+    {
+        m_calls.push_back("trigger " + fid + "=" + value.getText());
+    }
+    std::vector<std::string> m_calls;
+};
 } // namespace
 
 TEST(RCLPWireTest, ClientLinesAreDecodedOrAnsweredWithAReason)
@@ -86,6 +106,38 @@ TEST(RCLPWireTest, ClientLinesAreDecodedOrAnsweredWithAReason)
     }
 }
 
+TEST(RCLPWireTest, DispatchHandsRequestsOnOrAnswersWhyNot)
+{
+    struct Case
+    {
+        char const* m_line;
+        char const* m_result; // the call the server saw, or the error answer
+    };
+    Case const cases[] = {
+        {R"({"op":"subscribe","fid":"A.[N:1-3]"})", "subscribe A.[N:1-3]"},
+        {R"({"op":"unsubscribe","fid":"A.B"})", "unsubscribe A.B"},
+        {R"({"op":"call","fid":"F","params":[["a","1"]]})", "call F[a=1]"},
+        {R"({"op":"set","fid":"S","value":"v"})", "set S=v"},
+        {R"({"op":"trigger","fid":"T","value":"p"})", "trigger T=p"},
+        {R"({"op":"subscribe","fid":"A.[N:3-1]"})",
+         "malformed pattern \"A.[N:3-1]\": malformed parameter element 1 \"[N:3-1]\": range start above its end"},
+        {R"({"op":"unsubscribe","fid":"A.[N:x]"})",
+         "malformed pattern \"A.[N:x]\": malformed parameter element 1 \"[N:x]\": expected '*', an unsigned "
+         "decimal number or a range \"a-b\""},
+        {R"({"op":"set","fid":"A.[N:*]","value":"1"})", "a pattern names no single entry: \"A.[N:*]\""},
+        {R"({"op":"trigger","fid":"[N:*].B"})", "a pattern names no single entry: \"[N:*].B\""},
+    };
+    for (Case const& c : cases)
+    {
+        RCLPMessage message;
+        std::string error;
+        ASSERT_TRUE(RCLPWire::parseClientLine(c.m_line, message, error)) << error;
+        RecordingServer server;
+        std::string const answer = RCLPWire::dispatch(message, server);
+        EXPECT_EQ(c.m_result, answer.empty() && server.m_calls.size() == 1 ? server.m_calls[0] : answer) << c.m_line;
+    }
+}
+
 TEST(RCLPWireTest, ServerLinesAreFormattedAndReadBack)
 {
     EXPECT_EQ("{\"op\":\"update\",\"fid\":\"A.B\",\"value\":\"say \\\"hi\\\"\\n\"}\n",
@@ -95,28 +147,25 @@ TEST(RCLPWireTest, ServerLinesAreFormattedAndReadBack)
     // A lone high byte (a degree sign of the panel's own 8-bit texts) is no UTF-8: it is replaced.
     EXPECT_EQ("{\"op\":\"update\",\"fid\":\"D\",\"value\":\"90\xef\xbf\xbd\"}\n", RCLPWire::formatUpdate("D", "90\xb0"));
 
+    // The client's requests read back as what they ask for.
     ParameterList params;
     params.add("n", "1");
     params.add("m", "a,b");
-    std::vector<std::string> requests = {RCLPWire::formatSubscribe("X.[N:*]"), RCLPWire::formatUnsubscribe("X"),
-                                         RCLPWire::formatSet("S", "v"), RCLPWire::formatTriggerRequest("T", "p"),
-                                         RCLPWire::formatCall("F", params)};
-    std::vector<RCLPMessage::EOp> ops = {RCLPMessage::eOpSubscribe, RCLPMessage::eOpUnsubscribe, RCLPMessage::eOpSet,
-                                         RCLPMessage::eOpTrigger, RCLPMessage::eOpCall};
-    for (size_t i = 0; i < requests.size(); ++i)
-    {
-        ASSERT_EQ('\n', requests[i].back());
-        RCLPMessage message;
-        std::string error;
-        ASSERT_TRUE(RCLPWire::parseClientLine(requests[i].substr(0, requests[i].size() - 1), message, error)) << error;
-        EXPECT_EQ(ops[i], message.m_op);
-    }
-    RCLPMessage call;
     std::string error;
-    RCLPWire::parseClientLine(requests[4], call, error);
-    EXPECT_EQ("[n=1][m=a,b]", paramsText(call.m_params));
-
     RCLPMessage message;
+    std::string requests;
+    for (std::string const& line : {RCLPWire::formatSubscribe("X.[N:*]"), RCLPWire::formatUnsubscribe("X"),
+                                    RCLPWire::formatSet("S", "v"), RCLPWire::formatTriggerRequest("T", "p"),
+                                    RCLPWire::formatCall("F", params)})
+    {
+        ASSERT_TRUE(RCLPWire::parseClientLine(line, message, error)) << error;
+        requests += std::to_string(message.m_op) + " " + message.m_fid + " " + message.m_value + paramsText(message.m_params) + "|";
+    }
+    EXPECT_EQ(std::to_string(RCLPMessage::eOpSubscribe) + " X.[N:*] |" + std::to_string(RCLPMessage::eOpUnsubscribe) +
+                  " X |" + std::to_string(RCLPMessage::eOpSet) + " S v|" + std::to_string(RCLPMessage::eOpTrigger) +
+                  " T p|" + std::to_string(RCLPMessage::eOpCall) + " F [n=1][m=a,b]|",
+              requests);
+
     ASSERT_TRUE(RCLPWire::parseServerLine("{\"op\":\"error\",\"message\":\"bad\"}", message, error));
     EXPECT_EQ(RCLPMessage::eOpError, message.m_op);
     EXPECT_EQ("bad", message.m_value);

@@ -12,7 +12,6 @@
 
 #include <mutex>
 #include <set>
-#include <sstream>
 
 namespace
 {
@@ -23,16 +22,45 @@ std::set<std::string> g_failing;
 IPanelEvent* g_pPanelEvent = nullptr;
 IPDLInterpreter* g_pPDLInterpreter = nullptr;
 
-void record(std::string const& call)
+std::string text(std::string const& value)
 {
-    std::lock_guard<std::mutex> guard(g_lock);
-    g_calls.push_back(call);
+    return value;
+}
+std::string text(UniqueWidgetID const& id)
+{
+    return id.toString();
+}
+std::string text(UniqueModuleID const& id)
+{
+    return id.toString();
+}
+std::string text(rtk::Path const& path)
+{
+    return path.getString();
+}
+std::string text(int value)
+{
+    return std::to_string(value);
+}
+std::string text(bool value)
+{
+    return value ? "1" : "0";
+}
+std::string text(void const* pPointer)
+{
+    return pPointer != nullptr ? "ptr" : "null";
 }
 
-bool succeeds(std::string const& operation)
+// Records "operation(arg,...)"; false when the operation, by its name after "::", was made to fail.
+template <class... Args>
+bool record(std::string const& operation, Args const&... args)
 {
+    std::string call = operation + "(";
+    for (std::string const& arg : std::vector<std::string>{text(args)...})
+        call += (call.back() == '(' ? "" : ",") + arg;
     std::lock_guard<std::mutex> guard(g_lock);
-    return g_failing.count(operation) == 0;
+    g_calls.push_back(call + ")");
+    return g_failing.count(operation.substr(operation.rfind(':') + 1)) == 0;
 }
 
 class FakeDriver : public IHwModuleManager,
@@ -42,8 +70,8 @@ class FakeDriver : public IHwModuleManager,
                    public IColorManager
 {
 public:
-    FakeDriver() { record("FakeDriver()"); }
-    ~FakeDriver() override { record("~FakeDriver()"); }
+    FakeDriver() { record("FakeDriver"); }
+    ~FakeDriver() override { record("~FakeDriver"); }
 
     IInterface* queryInterface(unsigned int id) override
     {
@@ -71,126 +99,91 @@ public:
         }
     }
 
-    // IHwModuleManager
     bool parseModuleConfigOverride(rtk::Path const& file) override
     {
-        record("IHwModuleManager::parseModuleConfigOverride(" + file.getString() + ")");
-        return succeeds("parseModuleConfigOverride");
+        return record("IHwModuleManager::parseModuleConfigOverride", file);
     }
     bool setPorts(int workplaceID, std::string const& ports) override
     {
-        record("IHwModuleManager::setPorts(" + std::to_string(workplaceID) + "," + ports + ")");
-        return succeeds("setPorts");
+        return record("IHwModuleManager::setPorts", workplaceID, ports);
     }
-    void startHardwareUpdate() override { record("IHwModuleManager::startHardwareUpdate()"); }
-    void stopHardwareUpdate() override { record("IHwModuleManager::stopHardwareUpdate()"); }
-    void setPanelMFDInterface(IPanelMFD* pPanelMFD) override
-    {
-        // Both IHwModuleManager and IColorManager declare it; one implementation serves both.
-        record(std::string("setPanelMFDInterface(") + (pPanelMFD != nullptr ? "ptr" : "null") + ")");
-    }
-    void startDiagnosis() override { record("IHwModuleManager::startDiagnosis()"); }
-    void stopDiagnosis() override { record("IHwModuleManager::stopDiagnosis()"); }
+    void startHardwareUpdate() override { record("IHwModuleManager::startHardwareUpdate"); }
+    void stopHardwareUpdate() override { record("IHwModuleManager::stopHardwareUpdate"); }
+    // Both IHwModuleManager and IColorManager declare it; one implementation serves both.
+    void setPanelMFDInterface(IPanelMFD* pPanelMFD) override { record("setPanelMFDInterface", pPanelMFD); }
+    void startDiagnosis() override { record("IHwModuleManager::startDiagnosis"); }
+    void stopDiagnosis() override { record("IHwModuleManager::stopDiagnosis"); }
 
-    // IPanelFeedback
-    EWidgetParameterType getAttributeParamType(UniqueWidgetID const& id,
-                                               std::string const& attribute) override
+    EWidgetParameterType getAttributeParamType(UniqueWidgetID const& id, std::string const& attribute) override
     {
-        record("IPanelFeedback::getAttributeParamType(" + id.toString() + "," + attribute + ")");
+        record("IPanelFeedback::getAttributeParamType", id, attribute);
         return eParamTypeNumeric;
     }
     EWidgetParameterType getReceiveEventParamType(UniqueWidgetID const& id, std::string const& event) override
     {
-        record("IPanelFeedback::getReceiveEventParamType(" + id.toString() + "," + event + ")");
+        record("IPanelFeedback::getReceiveEventParamType", id, event);
         return eParamTypeText;
     }
     void setAllAttributesToDefault(UniqueWidgetID const& id) override
     {
-        record("IPanelFeedback::setAllAttributesToDefault(" + id.toString() + ")");
+        record("IPanelFeedback::setAllAttributesToDefault", id);
     }
     bool setAttributeBool(UniqueWidgetID const& id, std::string const& attribute, bool value) override
     {
-        record("IPanelFeedback::setAttributeBool(" + id.toString() + "," + attribute + "," +
-               (value ? "1" : "0") + ")");
-        return true;
+        return record("IPanelFeedback::setAttributeBool", id, attribute, value);
     }
     bool setAttributeNumeric(UniqueWidgetID const& id, std::string const& attribute, int value) override
     {
-        record("IPanelFeedback::setAttributeNumeric(" + id.toString() + "," + attribute + "," +
-               std::to_string(value) + ")");
-        return true;
+        return record("IPanelFeedback::setAttributeNumeric", id, attribute, value);
     }
-    bool setAttributeText(UniqueWidgetID const& id, std::string const& attribute,
-                          std::string const& value) override
+    bool setAttributeText(UniqueWidgetID const& id, std::string const& attribute, std::string const& value) override
     {
-        record("IPanelFeedback::setAttributeText(" + id.toString() + "," + attribute + "," + value + ")");
-        return true;
+        return record("IPanelFeedback::setAttributeText", id, attribute, value);
     }
     bool getAttributeBool(UniqueWidgetID const& id, std::string const& attribute, bool& value) override
     {
-        record("IPanelFeedback::getAttributeBool(" + id.toString() + "," + attribute + ")");
         value = true;
-        return true;
+        return record("IPanelFeedback::getAttributeBool", id, attribute);
     }
     bool getAttributeNumeric(UniqueWidgetID const& id, std::string const& attribute, int& value) override
     {
-        record("IPanelFeedback::getAttributeNumeric(" + id.toString() + "," + attribute + ")");
         value = 42;
-        return true;
+        return record("IPanelFeedback::getAttributeNumeric", id, attribute);
     }
     bool getAttributeText(UniqueWidgetID const& id, std::string const& attribute, std::string& value) override
     {
-        record("IPanelFeedback::getAttributeText(" + id.toString() + "," + attribute + ")");
         value = "driver";
-        return true;
+        return record("IPanelFeedback::getAttributeText", id, attribute);
     }
     bool trigger(UniqueWidgetID const& id, std::string const& event, std::string const& value) override
     {
-        record("IPanelFeedback::trigger(" + id.toString() + "," + event + "," + value + ")");
-        return true;
+        return record("IPanelFeedback::trigger", id, event, value);
     }
 
-    // IMHLParser
-    bool parseWidgetTypes(rtk::Path const& file) override
-    {
-        record("IMHLParser::parseWidgetTypes(" + file.getString() + ")");
-        return succeeds("parseWidgetTypes");
-    }
-    bool parseModuleTypes(rtk::Path const& file) override
-    {
-        record("IMHLParser::parseModuleTypes(" + file.getString() + ")");
-        return succeeds("parseModuleTypes");
-    }
+    bool parseWidgetTypes(rtk::Path const& file) override { return record("IMHLParser::parseWidgetTypes", file); }
+    bool parseModuleTypes(rtk::Path const& file) override { return record("IMHLParser::parseModuleTypes", file); }
     bool parseModuleMHL(UniqueModuleID const& id, rtk::Path const& base, std::string const& mhlFile) override
     {
-        record("IMHLParser::parseModuleMHL(" + id.toString() + "," + base.getString() + "," + mhlFile + ")");
-        return succeeds("parseModuleMHL");
+        return record("IMHLParser::parseModuleMHL", id, base, mhlFile);
     }
     void setPDLInterpreter(IPDLInterpreter* pInterpreter) override
     {
-        record(std::string("IMHLParser::setPDLInterpreter(") + (pInterpreter != nullptr ? "ptr" : "null") +
-               ")");
+        record("IMHLParser::setPDLInterpreter", pInterpreter);
         std::lock_guard<std::mutex> guard(g_lock);
         g_pPDLInterpreter = pInterpreter;
     }
 
-    // IWidgetManager
     void setPanelEventInterface(IPanelEvent* pPanelEvent) override
     {
-        record(std::string("IWidgetManager::setPanelEventInterface(") +
-               (pPanelEvent != nullptr ? "ptr" : "null") + ")");
+        record("IWidgetManager::setPanelEventInterface", pPanelEvent);
         std::lock_guard<std::mutex> guard(g_lock);
         g_pPanelEvent = pPanelEvent;
     }
     void setPanelSettingsInterface(IPanelSettings* pPanelSettings) override
     {
-        record(std::string("IWidgetManager::setPanelSettingsInterface(") +
-               (pPanelSettings != nullptr ? "ptr" : "null") + ")");
+        record("IWidgetManager::setPanelSettingsInterface", pPanelSettings);
     }
-    void setModeFlag(bool flag) override
-    {
-        record(std::string("IWidgetManager::setModeFlag(") + (flag ? "1" : "0") + ")");
-    }
+    void setModeFlag(bool flag) override { record("IWidgetManager::setModeFlag", flag); }
 };
 } // namespace
 
