@@ -49,7 +49,19 @@ public:
     static void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const* file, int line);
 
     // A failed check: a FATAL report whose text is the name of what is missing. Returns present.
-    static bool checkPresent(bool present, char const* name, char const* file, int line);
+    // Inline, since every node runs it on every execution; only a failure leaves the caller.
+    static bool checkPresent(bool present, char const* name, char const* file, int line)
+    {
+        if (__builtin_expect(present, true))
+        {
+            return true;
+        }
+        reportMissing(name, file, line);
+        return false;
+    }
+
+private:
+    static void reportMissing(char const* name, char const* file, int line);
 };
 
 // Checks that a member or local is not null, reporting its name as a failed check when it is.

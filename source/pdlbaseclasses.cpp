@@ -201,11 +201,7 @@ bool PDLCommand::execute()
     return onExecute();
 }
 
-bool PDLRunTimeInfo::checkPresent(bool present, char const* name, char const* file, int line)
+void PDLRunTimeInfo::reportMissing(char const* name, char const* file, int line)
 {
-    if (!present)
-    {
-        report(rtk::LogOutput::eLevelFatal, name, file, line);
-    }
-    return present;
+    report(rtk::LogOutput::eLevelFatal, name, file, line);
 }
