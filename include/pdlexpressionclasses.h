@@ -59,6 +59,11 @@ public:
     virtual bool hasChanged() const;
     // True for a bare word.
     virtual bool isIdentifier() const;
+    // The same value and reports as evaluate, lent instead of copied where the node can: a reference
+    // to a value it keeps, to the stored value of the variable it reads, or to scratch after
+    // evaluating into it. Good until this node or that variable is evaluated or written again. The
+    // base evaluates into scratch.
+    virtual PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const;
 };
 
 // A list of expressions as the grammar builds it; owns its elements. Evaluated as a dotted text.
@@ -102,6 +107,7 @@ class PDLExpressionConstNumber : public PDLExpression
 public:
     explicit PDLExpressionConstNumber(int value);
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
     PDLVariant m_value;
@@ -112,6 +118,7 @@ class PDLExpressionConstFloat : public PDLExpression
 public:
     explicit PDLExpressionConstFloat(float value);
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
     PDLVariant m_value;
@@ -122,6 +129,7 @@ class PDLExpressionConstString : public PDLExpression
 public:
     explicit PDLExpressionConstString(std::string const& value);
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
     PDLVariant m_value;
@@ -133,6 +141,7 @@ class PDLExpressionIdentifier : public PDLExpression
 public:
     explicit PDLExpressionIdentifier(std::string const& value);
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
     bool isIdentifier() const override;
 
 protected:
@@ -149,6 +158,7 @@ public:
 
     void onContextSet() override;
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
     bool hasChanged() const override;
     PDLVariableDescription getExpressionVariable() const override;
 
@@ -167,6 +177,7 @@ public:
 
     void onContextSet() override;
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
     PDLVariableDescription getExpressionVariable() const override;
 
 protected:
@@ -214,6 +225,7 @@ public:
 
     void onContextSet() override;
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
     PDLExpression* m_pLeftExpression;
@@ -238,6 +250,7 @@ public:
 
     void onContextSet() override;
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
     EMode m_mode;
@@ -284,6 +297,7 @@ public:
 
     void onContextSet() override;
     PDLVariant evaluate(bool warnInvalid) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
     // Computes into m_value; false when the operation cannot be done (reported by the operator).
     virtual bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const = 0;
 

@@ -157,10 +157,19 @@ public:
     virtual PDLVariantIteratorCont begin(std::string const& mapping) const;
     virtual PDLVariantIteratorCont end(std::string const& mapping) const;
     virtual int getCount() const;
+    // getValue without a mapping, lent instead of copied where the class can: a reference to the
+    // stored value, or to scratch holding getValue's result. Good until the variable is written.
+    virtual PDLVariant const& getValueRef(bool warnInvalid, PDLVariant& scratch) const;
 
     // Raises the change flag; the first change of a variable that others can listen to puts it on
     // the event manager's list of changed variables.
-    void setChangeFlag();
+    void setChangeFlag()
+    {
+        if (!m_readOnly && !m_changed)
+        {
+            raiseChangeFlag();
+        }
+    }
     // Lowered by the event engine once the change became events.
     void clearChangeFlag() { m_changed = false; }
     bool isChanged() const { return m_changed; }
@@ -200,6 +209,8 @@ public:
 
 protected:
     void reportNotContainer() const;
+    // The part of setChangeFlag behind its first test.
+    void raiseChangeFlag();
 
     EContainerType m_containerType;
     EScope m_scope;
@@ -243,6 +254,7 @@ public:
     void setValueFloat(float value) override;
     void setValueBool(bool value) override;
     PDLVariant getValue(std::string const& mapping, bool warnInvalid) const override;
+    PDLVariant const& getValueRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 private:
     PDLVariant m_value;

@@ -286,10 +286,14 @@ bool PDLCommandAssign::onExecute()
         return false;
     }
     // An invalid source is no warning here: it simply makes the target invalid.
-    PDLVariant const value = m_pExpression->evaluate(false);
+    // The value may be lent by the variable read on the right; writing it back to that same variable
+    // is an equal value and changes nothing.
+    PDLVariant scratch;
+    PDLVariant const& value = m_pExpression->evaluateRef(false, scratch);
     if (m_pProtoVariable->m_pIndex != nullptr)
     {
-        PDLVariant const index = m_pProtoVariable->m_pIndex->evaluate(true);
+        PDLVariant indexScratch;
+        PDLVariant const& index = m_pProtoVariable->m_pIndex->evaluateRef(true, indexScratch);
         m_pVariable->setValueAtIndex(index, value);
     }
     else

@@ -76,6 +76,12 @@ bool PDLExpression::isIdentifier() const
     return false;
 }
 
+PDLVariant const& PDLExpression::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    scratch = evaluate(warnInvalid);
+    return scratch;
+}
+
 PDLExpressionList::PDLExpressionList() {}
 
 PDLExpressionList::~PDLExpressionList()
@@ -106,7 +112,8 @@ void PDLExpressionList::evaluateTo(PDLVariant& target, bool warnInvalid) const
             target = PDLVariant();
             return;
         }
-        PDLVariant const value = pExpression->evaluate(warnInvalid);
+        PDLVariant scratch;
+        PDLVariant const& value = pExpression->evaluateRef(warnInvalid, scratch);
         if (isInvalid(value))
         {
             target = PDLVariant();
@@ -116,7 +123,8 @@ void PDLExpressionList::evaluateTo(PDLVariant& target, bool warnInvalid) const
         {
             target.append(".");
         }
-        target.append(value.getString());
+        std::string text;
+        target.append(value.getStringRef(text));
         first = false;
     }
 }
@@ -161,9 +169,21 @@ PDLVariant PDLExpressionConstNumber::evaluate(bool /*warnInvalid*/) const
     return m_value;
 }
 
+PDLVariant const& PDLExpressionConstNumber::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstNumber*>(this);
+    return m_value;
+}
+
 PDLExpressionConstFloat::PDLExpressionConstFloat(float value) : m_value(value) {}
 
 PDLVariant PDLExpressionConstFloat::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstFloat*>(this);
+    return m_value;
+}
+
+PDLVariant const& PDLExpressionConstFloat::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
 {
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstFloat*>(this);
     return m_value;
@@ -177,9 +197,21 @@ PDLVariant PDLExpressionConstString::evaluate(bool /*warnInvalid*/) const
     return m_value;
 }
 
+PDLVariant const& PDLExpressionConstString::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstString*>(this);
+    return m_value;
+}
+
 PDLExpressionIdentifier::PDLExpressionIdentifier(std::string const& value) : m_value(value) {}
 
 PDLVariant PDLExpressionIdentifier::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionIdentifier*>(this);
+    return m_value;
+}
+
+PDLVariant const& PDLExpressionIdentifier::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
 {
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionIdentifier*>(this);
     return m_value;
@@ -218,10 +250,21 @@ void PDLExpressionVariable::onContextSet()
 
 PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionVariable::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionVariable*>(this);
     if (!PDL_CHECK(m_pProtoVariable) || !PDL_CHECK(m_pVariable))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
+    }
+    if (m_pMappingExpression == nullptr && m_pProtoVariable->m_pIndex == nullptr)
+    {
+        return m_pVariable->getValueRef(warnInvalid, scratch);
     }
     std::string mapping;
     if (m_pMappingExpression != nullptr)
@@ -229,16 +272,20 @@ PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
         PDLVariant const mappingValue = m_pMappingExpression->evaluate(warnInvalid);
         if (isInvalid(mappingValue))
         {
-            return PDLVariant();
+            scratch = PDLVariant();
+            return scratch;
         }
         mapping = mappingValue.getString();
     }
     if (m_pProtoVariable->m_pIndex != nullptr)
     {
-        PDLVariant const index = m_pProtoVariable->m_pIndex->evaluate(warnInvalid);
-        return m_pVariable->getValueAtIndex(index, mapping, warnInvalid);
+        PDLVariant indexScratch;
+        PDLVariant const& index = m_pProtoVariable->m_pIndex->evaluateRef(warnInvalid, indexScratch);
+        scratch = m_pVariable->getValueAtIndex(index, mapping, warnInvalid);
+        return scratch;
     }
-    return m_pVariable->getValue(mapping, warnInvalid);
+    scratch = m_pVariable->getValue(mapping, warnInvalid);
+    return scratch;
 }
 
 bool PDLExpressionVariable::hasChanged() const
@@ -279,15 +326,22 @@ void PDLExpressionFunctionId::onContextSet()
 
 PDLVariant PDLExpressionFunctionId::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionFunctionId::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionFunctionId*>(this);
     if (!PDL_CHECK(m_pFunctionIdComponents))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     // A lone component keeps its kind: a single number stays a number.
     if (m_pFunctionIdComponents->size() == 1 && m_pFunctionIdComponents->front() != nullptr)
     {
-        return m_pFunctionIdComponents->front()->evaluate(warnInvalid);
+        return m_pFunctionIdComponents->front()->evaluateRef(warnInvalid, scratch);
     }
     m_pFunctionIdComponents->evaluateTo(m_value, warnInvalid);
     return m_value;
@@ -424,18 +478,34 @@ void PDLExpressionAppend::onContextSet()
 
 PDLVariant PDLExpressionAppend::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionAppend::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionAppend*>(this);
     if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    PDLVariant const left = m_pLeftExpression->evaluate(warnInvalid);
-    PDLVariant const right = m_pRightExpression->evaluate(warnInvalid);
+    PDLVariant leftScratch;
+    PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    m_value = PDLVariant(left.getString() + right.getString());
+    std::string leftText;
+    std::string rightText;
+    std::string const& rightRef = right.getStringRef(rightText);
+    std::string text;
+    text.reserve(left.getStringRef(leftText).size() + rightRef.size());
+    text.append(left.getStringRef(leftText)).append(rightRef);
+    m_value = PDLVariant(std::move(text));
     return m_value;
 }
 
@@ -460,19 +530,30 @@ void PDLExpressionSubExp::onContextSet()
 
 PDLVariant PDLExpressionSubExp::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionSubExp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionSubExp*>(this);
     if (!PDL_CHECK(m_pSourceExpression) || !PDL_CHECK(m_pLengthExpression))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    PDLVariant const source = m_pSourceExpression->evaluate(warnInvalid);
-    PDLVariant const length = m_pLengthExpression->evaluate(warnInvalid);
+    // The source is copied: the result may be the source itself, and m_value is written below.
+    PDLVariant const source = m_pSourceExpression->evaluateRef(warnInvalid, scratch);
+    PDLVariant lengthScratch;
+    PDLVariant const& length = m_pLengthExpression->evaluateRef(warnInvalid, lengthScratch);
     if (isInvalid(source) || isInvalid(length))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     int32_t const n = length.getInt();
-    std::string const text = source.getString();
+    std::string sourceText;
+    std::string const& text = source.getStringRef(sourceText);
     int32_t const len = static_cast<int32_t>(text.size());
     switch (m_mode)
     {
@@ -517,12 +598,14 @@ PDLVariant PDLExpressionStrLen::evaluate(bool warnInvalid) const
     {
         return PDLVariant();
     }
-    PDLVariant const value = m_pExpression->evaluate(warnInvalid);
+    PDLVariant scratch;
+    PDLVariant const& value = m_pExpression->evaluateRef(warnInvalid, scratch);
     if (isInvalid(value))
     {
         return PDLVariant();
     }
-    return PDLVariant(static_cast<int>(value.getString().size()));
+    std::string text;
+    return PDLVariant(static_cast<int>(value.getStringRef(text).size()));
 }
 
 PDLExpressionStrCmp::PDLExpressionStrCmp(PDLExpression* pLeft, PDLExpression* pRight)
@@ -551,14 +634,18 @@ PDLVariant PDLExpressionStrCmp::evaluate(bool warnInvalid) const
     {
         return PDLVariant();
     }
-    PDLVariant const left = m_pExpressionLeft->evaluate(warnInvalid);
-    PDLVariant const right = m_pExpressionRight->evaluate(warnInvalid);
+    PDLVariant leftScratch;
+    PDLVariant const& left = m_pExpressionLeft->evaluateRef(warnInvalid, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pExpressionRight->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
         return PDLVariant();
     }
     // Bytes as unsigned; at equal prefixes the length difference, clamped to 32 bits.
-    return PDLVariant(left.getString().compare(right.getString()));
+    std::string leftText;
+    std::string rightText;
+    return PDLVariant(left.getStringRef(leftText).compare(right.getStringRef(rightText)));
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -585,21 +672,31 @@ void PDLExpressionMathOperator::onContextSet()
 
 PDLVariant PDLExpressionMathOperator::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionMathOperator::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionMathOperator*>(this);
     if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    PDLVariant const left = m_pLeftExpression->evaluate(warnInvalid);
-    PDLVariant const right = m_pRightExpression->evaluate(warnInvalid);
+    PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, scratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     if (!opEvaluate(left, right))
     {
         reportError("Math calculation error !", __FILE__, __LINE__);
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     return m_value;
 }
@@ -1086,7 +1183,8 @@ bool PDLSetExpSingleValue::isElement(PDLVariant const& value) const
     {
         return false;
     }
-    return m_pSingleValue->evaluate(true) == value;
+    PDLVariant scratch;
+    return m_pSingleValue->evaluateRef(true, scratch) == value;
 }
 
 std::string PDLSetExpSingleValue::getTypeName() const

@@ -422,13 +422,15 @@ int PDLVariable::getCount() const
     return 1;
 }
 
-void PDLVariable::setChangeFlag()
+PDLVariant const& PDLVariable::getValueRef(bool warnInvalid, PDLVariant& scratch) const
 {
-    // Queued at most once until the engine lowers the flag.
-    if (m_readOnly || m_changed)
-    {
-        return;
-    }
+    scratch = getValue(std::string(), warnInvalid);
+    return scratch;
+}
+
+void PDLVariable::raiseChangeFlag()
+{
+    // Queued at most once until the engine lowers the flag (setChangeFlag tests both flags first).
     m_changed = true;
     if (m_scope == eScopeLocal || !m_generateEvents)
     {
@@ -617,6 +619,17 @@ bool PDLVariableSimple::copyTo(PDLVariableDescription& description) const
 
 void PDLVariableSimple::setValue(PDLVariant const& value)
 {
+    if (!m_persistent && value.getKind() != PDLVariant::eInvalid)
+    {
+        // The common case without a detour through the persistent store's slot rules.
+        if (m_value == value)
+        {
+            return;
+        }
+        setChangeFlag();
+        m_value = value;
+        return;
+    }
     if (value.getKind() != PDLVariant::eInvalid)
     {
         // Equality crosses kinds: an equal value keeps the old one and its kind.
@@ -677,6 +690,19 @@ void PDLVariableSimple::setValueBool(bool value)
     }
     setStoredValue(m_value, PDLVariant(value));
     setChangeFlag();
+}
+
+PDLVariant const& PDLVariableSimple::getValueRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    if (m_persistent)
+    {
+        return PDLVariable::getValueRef(warnInvalid, scratch);
+    }
+    if (warnInvalid && m_value.getKind() == PDLVariant::eInvalid)
+    {
+        reportWarning("Variable " + m_name + " is invalid", __FILE__, __LINE__);
+    }
+    return m_value;
 }
 
 PDLVariant PDLVariableSimple::getValue(std::string const& mapping, bool warnInvalid) const
