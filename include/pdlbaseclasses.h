@@ -5,6 +5,8 @@
 // and error bookkeeping of the interpreter: where the parser stands (PDLParseInfo) and how a fault is
 // reported (PDLRunTimeInfo::showError).
 
+#include "pdldebugger.h"
+
 #include "rtk/log.h"
 #include "rtk/path.h"
 
@@ -137,6 +139,17 @@ public:
 protected:
     // Sets the current object to this first, then does the command's work.
     virtual bool onExecute() = 0;
+
+    // What execute does, inline for the loops that run many commands (the code block).
+    static bool run(PDLCommand* pCommand)
+    {
+        if (__builtin_expect(pCommand->m_breakpoint || PDLDebugger::s_singleStep.load(std::memory_order_relaxed),
+                             false))
+        {
+            PDLDebugger::stopAt(pCommand->m_filePath, pCommand->m_line);
+        }
+        return pCommand->onExecute();
+    }
 
     bool m_breakpoint;
 };

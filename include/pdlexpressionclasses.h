@@ -302,7 +302,16 @@ public:
     virtual bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const = 0;
 
 protected:
-    static bool isFloatOperation(PDLVariant const& left, PDLVariant const& right);
+    static bool isFloatOperation(PDLVariant const& left, PDLVariant const& right)
+    {
+        return left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat;
+    }
+    // The operation of an operator class on two valid operands, into result; false after a report.
+    using Compute = bool (*)(PDLVariant const& left, PDLVariant const& right, PDLVariant& result);
+    // evaluateRef with the operation known at compile time rather than called through opEvaluate's
+    // vtable slot; the operator classes use it for their evaluateRef.
+    template <Compute TCompute>
+    PDLVariant const& evaluateWith(bool warnInvalid, PDLVariant& scratch) const;
 
     mutable PDLVariant m_value;
     PDLExpression* m_pLeftExpression;
@@ -314,6 +323,7 @@ class PDLExpressionPlusOp : public PDLExpressionMathOperator
 public:
     using PDLExpressionMathOperator::PDLExpressionMathOperator;
     bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 };
 
 class PDLExpressionMinusOp : public PDLExpressionMathOperator
@@ -321,6 +331,7 @@ class PDLExpressionMinusOp : public PDLExpressionMathOperator
 public:
     using PDLExpressionMathOperator::PDLExpressionMathOperator;
     bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 };
 
 class PDLExpressionMultiplicationOp : public PDLExpressionMathOperator
@@ -328,6 +339,7 @@ class PDLExpressionMultiplicationOp : public PDLExpressionMathOperator
 public:
     using PDLExpressionMathOperator::PDLExpressionMathOperator;
     bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 };
 
 class PDLExpressionDivisionOp : public PDLExpressionMathOperator
@@ -335,6 +347,7 @@ class PDLExpressionDivisionOp : public PDLExpressionMathOperator
 public:
     using PDLExpressionMathOperator::PDLExpressionMathOperator;
     bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 };
 
 // Always on integers: Float operands are truncated first.
@@ -343,6 +356,7 @@ class PDLExpressionModuloOp : public PDLExpressionMathOperator
 public:
     using PDLExpressionMathOperator::PDLExpressionMathOperator;
     bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const override;
+    PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 };
 
 // Scales (or with inverse unscales) a value by the scaler that a parameter array names at "TYPE".

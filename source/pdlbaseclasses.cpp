@@ -192,15 +192,6 @@ PDLCommand::~PDLCommand()
     }
 }
 
-bool PDLCommand::execute()
-{
-    if (m_breakpoint || PDLDebugger::s_singleStep.load())
-    {
-        PDLDebugger::stopAt(m_filePath, m_line);
-    }
-    return onExecute();
-}
-
 void PDLRunTimeInfo::reportMissing(char const* name, char const* file, int line)
 {
     report(rtk::LogOutput::eLevelFatal, name, file, line);

@@ -1,5 +1,6 @@
 #include "pdlcommandclasses.h"
 
+#include "pdldebugger.h"
 #include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 
@@ -19,6 +20,14 @@ void setCurrent(PDLObject* pObject)
     PDLRunTimeInfo::s_pCurrentObject = pObject;
 }
 } // namespace
+
+// ---------------------------------------------------------------------------------------------------
+// Running a command
+
+bool PDLCommand::execute()
+{
+    return run(this);
+}
 
 // ---------------------------------------------------------------------------------------------------
 // Statement list
@@ -67,8 +76,9 @@ bool PDLCodeBlock::onExecute()
     }
     for (PDLCommand* pCommand : m_commands)
     {
-        // An exit or an error ends the block; a pending state change is then skipped.
-        if (!pCommand->execute())
+        // An exit or an error ends the block; a pending state change is then skipped. run is execute,
+        // inline.
+        if (!run(pCommand))
         {
             return false;
         }

@@ -701,56 +701,53 @@ PDLVariant const& PDLExpressionMathOperator::evaluateRef(bool warnInvalid, PDLVa
     return m_value;
 }
 
-bool PDLExpressionMathOperator::isFloatOperation(PDLVariant const& left, PDLVariant const& right)
-{
-    return left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat;
-}
 
-bool PDLExpressionPlusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+// The five operations on two valid operands, writing the result; false after a reported error. Both
+// opEvaluate (the virtual form) and the operators' evaluateRef use them.
+namespace
 {
-    if (isFloatOperation(left, right))
+inline bool computePlus(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
+{
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
-        m_value = PDLVariant(left.getFloat() + right.getFloat());
+        result.setFloat(left.getFloat() + right.getFloat());
     }
     else
     {
-        m_value =
-            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) + static_cast<uint32_t>(right.getInt())));
+        result.setInt(wrap(static_cast<uint32_t>(left.getInt()) + static_cast<uint32_t>(right.getInt())));
     }
     return true;
 }
 
-bool PDLExpressionMinusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computeMinus(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
-        m_value = PDLVariant(left.getFloat() - right.getFloat());
+        result.setFloat(left.getFloat() - right.getFloat());
     }
     else
     {
-        m_value =
-            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) - static_cast<uint32_t>(right.getInt())));
+        result.setInt(wrap(static_cast<uint32_t>(left.getInt()) - static_cast<uint32_t>(right.getInt())));
     }
     return true;
 }
 
-bool PDLExpressionMultiplicationOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computeMultiplication(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
-        m_value = PDLVariant(left.getFloat() * right.getFloat());
+        result.setFloat(left.getFloat() * right.getFloat());
     }
     else
     {
-        m_value =
-            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) * static_cast<uint32_t>(right.getInt())));
+        result.setInt(wrap(static_cast<uint32_t>(left.getInt()) * static_cast<uint32_t>(right.getInt())));
     }
     return true;
 }
 
-bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+bool computeDivision(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
         float const divisor = right.getFloat();
         if (divisor == 0.0f)
@@ -758,7 +755,7 @@ bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant cons
             reportError("Division by zero!", __FILE__, __LINE__);
             return false;
         }
-        m_value = PDLVariant(left.getFloat() / divisor);
+        result.setFloat(left.getFloat() / divisor);
         return true;
     }
     int32_t const dividend = left.getInt();
@@ -771,14 +768,14 @@ bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant cons
     // The one quotient that does not fit wraps around, as the processor's would if it did not trap.
     if (dividend == std::numeric_limits<int32_t>::min() && divisor == -1)
     {
-        m_value = PDLVariant(dividend);
+        result.setInt(dividend);
         return true;
     }
-    m_value = PDLVariant(dividend / divisor);
+    result.setInt(dividend / divisor);
     return true;
 }
 
-bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computeModulo(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
     int32_t const dividend = left.getInt();
     int32_t const divisor = right.getInt();
@@ -787,13 +784,61 @@ bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const&
         reportError("Division by zero!", __FILE__, __LINE__);
         return false;
     }
-    if (divisor == -1)
-    {
-        m_value = PDLVariant(0);
-        return true;
-    }
-    m_value = PDLVariant(dividend % divisor);
+    result.setInt(divisor == -1 ? 0 : dividend % divisor);
     return true;
+}
+} // namespace
+
+template <PDLExpressionMathOperator::Compute TCompute>
+PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLVariant& scratch) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionMathOperator*>(
+        static_cast<PDLExpressionMathOperator const*>(this));
+    if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
+    {
+        scratch = PDLVariant();
+        return scratch;
+    }
+    PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, scratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
+    if (isInvalid(left) || isInvalid(right))
+    {
+        scratch = PDLVariant();
+        return scratch;
+    }
+    if (!TCompute(left, right, m_value))
+    {
+        reportError("Math calculation error !", __FILE__, __LINE__);
+        scratch = PDLVariant();
+        return scratch;
+    }
+    return m_value;
+}
+
+bool PDLExpressionPlusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computePlus(left, right, m_value);
+}
+
+bool PDLExpressionMinusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeMinus(left, right, m_value);
+}
+
+bool PDLExpressionMultiplicationOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeMultiplication(left, right, m_value);
+}
+
+bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeDivision(left, right, m_value);
+}
+
+bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeModulo(left, right, m_value);
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -1200,4 +1245,29 @@ std::string PDLSetExpSingleValue::getTypeName() const
 int PDLSetExpSingleValue::getCount() const
 {
     return 1;
+}
+
+PDLVariant const& PDLExpressionPlusOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computePlus>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionMinusOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeMinus>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionMultiplicationOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeMultiplication>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionDivisionOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeDivision>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionModuloOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeModulo>(warnInvalid, scratch);
 }
