@@ -16,6 +16,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 class PDLExpression;
@@ -255,6 +256,17 @@ public:
     void setValueBool(bool value) override;
     PDLVariant getValue(std::string const& mapping, bool warnInvalid) const override;
     PDLVariant const& getValueRef(bool warnInvalid, PDLVariant& scratch) const override;
+
+    // The stored value of a variable that is exactly of this class and not persistent, read without a
+    // virtual call; null for every other variable. Readers on hot paths try this first.
+    static PDLVariant const* getPlainValue(PDLVariable const* pVariable)
+    {
+        if (typeid(*pVariable) == typeid(PDLVariableSimple) && !pVariable->isPersistent())
+        {
+            return &static_cast<PDLVariableSimple const*>(pVariable)->m_value;
+        }
+        return nullptr;
+    }
 
 private:
     PDLVariant m_value;

@@ -14,6 +14,7 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <typeinfo>
 
 namespace
 {
@@ -264,6 +265,12 @@ PDLVariant const& PDLExpressionVariable::evaluateRef(bool warnInvalid, PDLVarian
     }
     if (m_pMappingExpression == nullptr && m_pProtoVariable->m_pIndex == nullptr)
     {
+        // A plain variable lends its value directly; an Invalid one that must warn takes the long way.
+        PDLVariant const* pValue = PDLVariableSimple::getPlainValue(m_pVariable);
+        if (pValue != nullptr && (!warnInvalid || pValue->getKind() != PDLVariant::eInvalid))
+        {
+            return *pValue;
+        }
         return m_pVariable->getValueRef(warnInvalid, scratch);
     }
     std::string mapping;
@@ -341,7 +348,14 @@ PDLVariant const& PDLExpressionFunctionId::evaluateRef(bool warnInvalid, PDLVari
     // A lone component keeps its kind: a single number stays a number.
     if (m_pFunctionIdComponents->size() == 1 && m_pFunctionIdComponents->front() != nullptr)
     {
-        return m_pFunctionIdComponents->front()->evaluateRef(warnInvalid, scratch);
+        PDLExpression const* pComponent = m_pFunctionIdComponents->front();
+        // The usual lone component, a variable read, is called directly (and inlined).
+        if (typeid(*pComponent) == typeid(PDLExpressionVariable))
+        {
+            return static_cast<PDLExpressionVariable const*>(pComponent)
+                ->PDLExpressionVariable::evaluateRef(warnInvalid, scratch);
+        }
+        return pComponent->evaluateRef(warnInvalid, scratch);
     }
     m_pFunctionIdComponents->evaluateTo(m_value, warnInvalid);
     return m_value;
