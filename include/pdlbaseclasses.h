@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <typeinfo>
 
 class PDLContext;
 class PDLModule;
@@ -109,6 +110,16 @@ private:
     PDLObject(PDLObject const&) = delete;
     PDLObject& operator=(PDLObject const&) = delete;
 };
+
+// True when the object's class is exactly T, not a subclass of it. Every class of the core has its
+// type_info defined once, beside its first virtual function, so comparing addresses is exact; it spares
+// the name comparison that type_info::operator== and dynamic_cast fall back to for different classes.
+// Hot paths use it to skip a virtual call or a dynamic_cast for the usual class.
+template <class T, class U>
+inline bool isExactly(U const& object)
+{
+    return &typeid(object) == &typeid(T);
+}
 
 // Hands the context to a child node or list that may be absent.
 template <class T>

@@ -6,6 +6,7 @@
 // kind (PDLVariableSimple, PDLVariableSet, PDLVariableArray), the view of a panel-state entry
 // (PDLVariableExtern), with PDLVariableDescription and PDLVariableList.
 
+#include "pdlbaseclasses.h"
 #include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 #include "pdlvariant.h"
@@ -261,7 +262,7 @@ public:
     // virtual call; null for every other variable. Readers on hot paths try this first.
     static PDLVariant const* getPlainValue(PDLVariable const* pVariable)
     {
-        if (typeid(*pVariable) == typeid(PDLVariableSimple) && !pVariable->isPersistent())
+        if (isExactly<PDLVariableSimple>(*pVariable) && !pVariable->isPersistent())
         {
             return &static_cast<PDLVariableSimple const*>(pVariable)->m_value;
         }

@@ -350,7 +350,7 @@ PDLVariant const& PDLExpressionFunctionId::evaluateRef(bool warnInvalid, PDLVari
     {
         PDLExpression const* pComponent = m_pFunctionIdComponents->front();
         // The usual lone component, a variable read, is called directly (and inlined).
-        if (typeid(*pComponent) == typeid(PDLExpressionVariable))
+        if (isExactly<PDLExpressionVariable>(*pComponent))
         {
             return static_cast<PDLExpressionVariable const*>(pComponent)
                 ->PDLExpressionVariable::evaluateRef(warnInvalid, scratch);

@@ -2,7 +2,9 @@
 
 #include "pdlcommandclasses.h"
 #include "pdlmodule.h"
+#include "pdlsequenceclasses.h"
 #include "pdltypeclasses.h"
+#include "pdlwidgetclasses.h"
 
 #include <basekit/fidhelper.h>
 #include <basekit/uniqueids.h>
@@ -266,7 +268,7 @@ bool PDLCommandFunctionCall::onExecute()
                 continue;
             }
             PDLVariableDescription const place = pArgument->getExpressionVariable();
-            if (place.m_pVariable != nullptr)
+            if (place.m_pVariable != nullptr && place.m_pVariable->getTypeName() != pParameter->getTypeName())
             {
                 // A parameter has the type of its argument, so mapped reads work on it.
                 pParameter->setTypeName(place.m_pVariable->getTypeName());
@@ -275,12 +277,16 @@ bool PDLCommandFunctionCall::onExecute()
             {
             case PDLVariable::eContainerSimple:
             {
-                auto* pExpr = dynamic_cast<PDLExpression*>(pArgument);
+                // The usual argument, a lone variable or value, without the cost of a dynamic_cast.
+                auto* pExpr = isExactly<PDLExpressionFunctionId>(*pArgument)
+                                  ? static_cast<PDLExpression*>(pArgument)
+                                  : dynamic_cast<PDLExpression*>(pArgument);
                 if (!PDL_CHECK(pExpr))
                 {
                     return false;
                 }
-                pParameter->setValue(pExpr->evaluate(false));
+                PDLVariant scratch;
+                pParameter->setValue(pExpr->evaluateRef(false, scratch));
                 break;
             }
             case PDLVariable::eContainerSet:
@@ -320,7 +326,16 @@ bool PDLCommandFunctionCall::onExecute()
 
     // The outermost caller stays the calling context down any depth of calls. The body's result is
     // dropped: an exit ends the function only.
-    auto* pCallingFunction = dynamic_cast<PDLFunction*>(m_pContext);
+    // Calls come from widgets, sequences and functions; only an unusual context needs the dynamic_cast.
+    PDLFunction* pCallingFunction = nullptr;
+    if (isExactly<PDLFunction>(*m_pContext))
+    {
+        pCallingFunction = static_cast<PDLFunction*>(m_pContext);
+    }
+    else if (!isExactly<PDLWidget>(*m_pContext) && !isExactly<PDLSequence>(*m_pContext))
+    {
+        pCallingFunction = dynamic_cast<PDLFunction*>(m_pContext);
+    }
     m_pFunction->execute(pCallingFunction != nullptr ? pCallingFunction->getCallingContext() : m_pContext);
 
     // Copy out the REF parameters the body changed.

@@ -601,9 +601,13 @@ bool PDLVariableSimple::copyTo(PDLVariableDescription& description) const
     {
         return false;
     }
-    if (auto* pSimple = dynamic_cast<PDLVariableSimple*>(description.m_pVariable))
+    auto* pSimple = isExactly<PDLVariableSimple>(*description.m_pVariable)
+                        ? static_cast<PDLVariableSimple*>(description.m_pVariable)
+                        : dynamic_cast<PDLVariableSimple*>(description.m_pVariable);
+    if (pSimple != nullptr)
     {
-        pSimple->setValue(getValue("", true));
+        PDLVariant scratch;
+        pSimple->setValue(getValueRef(true, scratch));
         return true;
     }
     if (auto* pArray = dynamic_cast<PDLVariableArray*>(description.m_pVariable))
