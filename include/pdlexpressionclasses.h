@@ -483,6 +483,11 @@ public:
     explicit PDLSetExpSingleValue(PDLExpression* pSingleValue);
     ~PDLSetExpSingleValue() override;
 
+    // The one value as a walk from begin() would yield it (evaluated with warnings on), lent; null
+    // after the report of a missing expression, where the walk yields nothing. For commands that walk
+    // a set without the iterators.
+    PDLVariant const* evaluateValue(PDLVariant& scratch) const;
+
     void onContextSet() override;
     PDLVariableDescription getExpressionVariable() const override;
     PDLVariantIteratorCont begin() const override;

@@ -18,6 +18,7 @@
 #include <set>
 #include <string>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 class PDLExpression;
@@ -442,6 +443,10 @@ public:
     PDLVariableDescription() : m_pVariable(nullptr) {}
     PDLVariableDescription(PDLVariable* pVariable, std::string const& index)
         : m_pVariable(pVariable), m_index(index)
+    {
+    }
+    PDLVariableDescription(PDLVariable* pVariable, std::string&& index)
+        : m_pVariable(pVariable), m_index(std::move(index))
     {
     }
     virtual ~PDLVariableDescription() = default;

@@ -434,6 +434,16 @@ bool PDLCommandSetChange::onExecute()
         return false;
     }
     // No test for Invalid: a single Invalid value goes in under the empty key.
+    if (isExactly<PDLSetExpSingleValue>(*m_pSet))
+    {
+        // One value: the walk below without its two iterators on the heap.
+        PDLVariant scratch;
+        if (PDLVariant const* pValue = static_cast<PDLSetExpSingleValue const*>(m_pSet)->evaluateValue(scratch))
+        {
+            apply(*pValue);
+        }
+        return true;
+    }
     PDLVariantIteratorCont const last = m_pSet->end();
     for (PDLVariantIteratorCont it = m_pSet->begin(); it != last; ++it)
     {

@@ -307,7 +307,7 @@ PDLVariableDescription PDLExpressionVariable::getExpressionVariable() const
     {
         index = m_pProtoVariable->m_pIndex->evaluate(true).getString();
     }
-    return PDLVariableDescription(m_pVariable, index);
+    return PDLVariableDescription(m_pVariable, std::move(index));
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -1225,6 +1225,15 @@ PDLVariantIteratorCont PDLSetExpSingleValue::begin() const
     m_begin.m_value = m_pSingleValue->evaluate(true);
     m_begin.m_finished = false;
     return PDLVariantIteratorCont(m_begin.clone());
+}
+
+PDLVariant const* PDLSetExpSingleValue::evaluateValue(PDLVariant& scratch) const
+{
+    if (!PDL_CHECK(m_pSingleValue))
+    {
+        return nullptr;
+    }
+    return &m_pSingleValue->evaluateRef(true, scratch);
 }
 
 PDLVariantIteratorCont PDLSetExpSingleValue::end() const

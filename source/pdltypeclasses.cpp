@@ -1092,7 +1092,9 @@ void PDLVariableArray::setValueAtIndex(PDLVariant const& index, PDLVariant const
         m_elements.erase(it);
         return;
     }
-    if (getStoredValue(it->second) == value)
+    PDLVariant stored;
+    PDLVariant const& current = m_persistent ? (stored = getStoredValue(it->second)) : it->second;
+    if (current == value)
     {
         return;
     }
