@@ -25,7 +25,8 @@ class PDLType;
 class PDLBaseExpression : public PDLObject
 {
 public:
-    enum EType : int32_t
+    // One byte: it fits beside the base's fields, which makes every expression node 8 bytes smaller.
+    enum EType : uint8_t
     {
         eTypeExpression = 0,
         eTypeSet = 1,
