@@ -20,13 +20,13 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <malloc.h>
-#include <unistd.h>
 #include <filesystem>
 #include <fstream>
+#include <malloc.h>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -215,7 +215,8 @@ void BM_LoadedBytesPerLine(benchmark::State& state)
         // Freed memory of earlier runs goes back to the system first, so that the load cannot hide in it.
         malloc_trim(0);
         long const before = residentBytes();
-        std::unique_ptr<PDLModule> pModule(new PDLModule(&group, UniqueModuleID(1, 2, 3), 0, 0, nullptr, "mem"));
+        std::unique_ptr<PDLModule> pModule(
+            new PDLModule(&group, UniqueModuleID(1, 2, 3), 0, 0, nullptr, "mem"));
         bool const loaded = pModule->load(rtk::Path(directory.string()), "statements.pdl");
         long const after = residentBytes();
         if (!loaded)

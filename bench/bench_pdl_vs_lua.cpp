@@ -569,7 +569,8 @@ public:
     {
         out << "\nPDL / Lua 5.4, CPU time per run (workload size " << g_workloadSize << ")\n";
         out << std::left << std::setw(16) << "workload" << std::right << std::setw(16) << "PDL"
-            << std::setw(16) << "Lua" << std::setw(10) << "ratio" << "\n";
+            << std::setw(16) << "Lua" << std::setw(10) << "ratio"
+            << "\n";
         for (auto const& pRunner : g_runners)
         {
             std::string const& name = pRunner->getWorkload().m_name;

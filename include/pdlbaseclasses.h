@@ -154,8 +154,8 @@ protected:
     // What execute does, inline for the loops that run many commands (the code block).
     static bool run(PDLCommand* pCommand)
     {
-        if (__builtin_expect(pCommand->m_breakpoint || PDLDebugger::s_singleStep.load(std::memory_order_relaxed),
-                             false))
+        if (__builtin_expect(
+                pCommand->m_breakpoint || PDLDebugger::s_singleStep.load(std::memory_order_relaxed), false))
         {
             PDLDebugger::stopAt(pCommand->m_filePath, pCommand->m_line);
         }

@@ -152,9 +152,9 @@ protected:
     // What the header check made of a freshly opened source.
     enum ESourceCheck
     {
-        eSourceReady = 0,      // plain (stream rewound) or enciphered (stream behind the header)
-        eSourceRefused = 1,    // an enciphered header with an unknown version, type or key; counted
-        eSourceUnreadable = 2  // the header could not be read; reported and counted
+        eSourceReady = 0,     // plain (stream rewound) or enciphered (stream behind the header)
+        eSourceRefused = 1,   // an enciphered header with an unknown version, type or key; counted
+        eSourceUnreadable = 2 // the header could not be read; reported and counted
     };
     // Takes a freshly opened source into use: an enciphered source is recognised by its header, and the
     // cipher of the current include level is keyed for it.

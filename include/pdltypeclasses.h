@@ -113,6 +113,15 @@ public:
     PDLExpression* m_pIndex;
     bool m_generateEvents;
 
+    // A reference without an index is an immutable record of a name and flags, and a module's code
+    // holds thousands of equal ones. share() takes such a prototype and hands back the one shared
+    // record of its contents (the given one is deleted); a prototype with an index comes back as it is.
+    // The nodes that own a reference (variable reads, assignments, set commands) take it this way and
+    // give it back with release(), which deletes only what is not shared. Shared records stay for the
+    // life of the process; there is one per distinct name and flags.
+    static PDLProtoVariable* share(PDLProtoVariable* pProto);
+    static void release(PDLProtoVariable* pProto);
+
 private:
     PDLProtoVariable(PDLProtoVariable const&) = delete;
     PDLProtoVariable& operator=(PDLProtoVariable const&) = delete;

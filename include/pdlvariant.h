@@ -27,7 +27,10 @@ public:
             m_pShared->m_references.fetch_add(1, std::memory_order_relaxed);
         }
     }
-    PDLVariantText(PDLVariantText&& other) noexcept : m_pShared(other.m_pShared) { other.m_pShared = nullptr; }
+    PDLVariantText(PDLVariantText&& other) noexcept : m_pShared(other.m_pShared)
+    {
+        other.m_pShared = nullptr;
+    }
     ~PDLVariantText()
     {
         if (m_pShared != nullptr)

@@ -259,13 +259,14 @@ bool PDLCommandEvent::onExecute()
 // Assignments
 
 PDLCommandAssign::PDLCommandAssign(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pExpression(pExpression),
+      m_pVariable(nullptr)
 {
 }
 
 PDLCommandAssign::~PDLCommandAssign()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pExpression;
 }
 
@@ -314,13 +315,14 @@ bool PDLCommandAssign::onExecute()
 }
 
 PDLCommandAssignSlot::PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pExpression(pExpression),
+      m_pVariable(nullptr)
 {
 }
 
 PDLCommandAssignSlot::~PDLCommandAssignSlot()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pExpression;
 }
 
@@ -362,13 +364,14 @@ bool PDLCommandAssignSlot::onExecute()
 }
 
 PDLCommandSetAssign::PDLCommandSetAssign(PDLProtoVariable* pProtoVariable, PDLSetExp* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pExpression(pExpression),
+      m_pVariable(nullptr)
 {
 }
 
 PDLCommandSetAssign::~PDLCommandSetAssign()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pExpression;
 }
 
@@ -405,13 +408,14 @@ bool PDLCommandSetAssign::onExecute()
 }
 
 PDLCommandSetChange::PDLCommandSetChange(PDLProtoVariable* pProtoVariable, PDLSetExp* pSet)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pSet(pSet)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr),
+      m_pSet(pSet)
 {
 }
 
 PDLCommandSetChange::~PDLCommandSetChange()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pSet;
 }
 
@@ -438,7 +442,8 @@ bool PDLCommandSetChange::onExecute()
     {
         // One value: the walk below without its two iterators on the heap.
         PDLVariant scratch;
-        if (PDLVariant const* pValue = static_cast<PDLSetExpSingleValue const*>(m_pSet)->evaluateValue(scratch))
+        if (PDLVariant const* pValue =
+                static_cast<PDLSetExpSingleValue const*>(m_pSet)->evaluateValue(scratch))
         {
             apply(*pValue);
         }

@@ -362,13 +362,13 @@ bool PDLConditionIsValid::evaluate() const
 }
 
 PDLConditionAssign::PDLConditionAssign(PDLProtoVariable* pProtoVariable, PDLSetExp* pSet)
-    : m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pSet(pSet)
+    : m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr), m_pSet(pSet)
 {
 }
 
 PDLConditionAssign::~PDLConditionAssign()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pSet;
 }
 

@@ -227,14 +227,15 @@ bool PDLExpressionIdentifier::isIdentifier() const
 // Variables
 
 PDLExpressionVariable::PDLExpressionVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping)
-    : m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pMappingExpression(pMapping)
+    : m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr),
+      m_pMappingExpression(pMapping)
 {
 }
 
 PDLExpressionVariable::~PDLExpressionVariable()
 {
     delete m_pMappingExpression;
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
 }
 
 void PDLExpressionVariable::onContextSet()
@@ -715,7 +716,6 @@ PDLVariant const& PDLExpressionMathOperator::evaluateRef(bool warnInvalid, PDLVa
     return m_value;
 }
 
-
 // The five operations on two valid operands, writing the result; false after a reported error. Both
 // opEvaluate (the virtual form) and the operators' evaluateRef use them.
 namespace
@@ -806,8 +806,8 @@ inline bool computeModulo(PDLVariant const& left, PDLVariant const& right, PDLVa
 template <PDLExpressionMathOperator::Compute TCompute>
 PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLVariant& scratch) const
 {
-    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionMathOperator*>(
-        static_cast<PDLExpressionMathOperator const*>(this));
+    PDLRunTimeInfo::s_pCurrentObject =
+        const_cast<PDLExpressionMathOperator*>(static_cast<PDLExpressionMathOperator const*>(this));
     if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
     {
         scratch = PDLVariant();
@@ -1014,14 +1014,15 @@ int PDLSetExpType::getCount() const
 
 PDLSetExpVariable::PDLSetExpVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping)
     : PDLSetExp(pProtoVariable != nullptr && pProtoVariable->m_isArray ? eTypeArray : eTypeSet),
-      m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pMappingExpression(pMapping)
+      m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr),
+      m_pMappingExpression(pMapping)
 {
 }
 
 PDLSetExpVariable::~PDLSetExpVariable()
 {
     delete m_pMappingExpression;
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
 }
 
 void PDLSetExpVariable::onContextSet()

@@ -222,15 +222,15 @@ PDLModule::ESourceCheck PDLModule::takeSourceIntoUse(FILE* pFile, rtk::Path cons
     }
     if (header.m_type != PDLEncryptionHeader::s_typeIsaac)
     {
-        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "File " + name + " has unknown rtk::encryption type!",
-                               __FILE__, __LINE__);
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError,
+                               "File " + name + " has unknown rtk::encryption type!", __FILE__, __LINE__);
         return eSourceRefused;
     }
     m_encrypted = true;
     if (header.m_keyHash != rtk::EncryptionKey::getKeyHash(m_key))
     {
-        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "File " + name + " has unknown rtk::encryption key!",
-                               __FILE__, __LINE__);
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError,
+                               "File " + name + " has unknown rtk::encryption key!", __FILE__, __LINE__);
         return eSourceRefused;
     }
     // Each include level has its own cipher, so an includer goes on at its own key stream position.
@@ -303,7 +303,8 @@ bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
     catch (PDLScanError const& error)
     {
         // The scanning machine gave up (no memory for a buffer): this load fails, the process goes on.
-        std::cerr << "Failed to read file \"" << g_lexFilePath.getString() << "\": " << error.what() << std::endl;
+        std::cerr << "Failed to read file \"" << g_lexFilePath.getString() << "\": " << error.what()
+                  << std::endl;
         ++PDLParseInfo::m_errorCount;
     }
     lexSetDecodeHook(previousDecode);

@@ -12,6 +12,10 @@
 
 #include <iomanip>
 #include <iostream>
+#include <map>
+#include <mutex>
+#include <set>
+#include <tuple>
 
 namespace
 {
@@ -286,6 +290,67 @@ PDLProtoVariable::~PDLProtoVariable()
 #ifdef PDL_HAVE_EXPRESSIONS
     delete m_pIndex;
 #endif
+}
+
+namespace
+{
+// The shared prototypes, by contents. Never destroyed, so that nodes deleted while the process ends
+// still find their records.
+struct SharedProtos
+{
+    std::mutex m_mutex;
+    std::map<std::tuple<std::string, std::string, bool, bool, bool, bool>, PDLProtoVariable*> m_byContents;
+    std::set<PDLProtoVariable const*> m_shared;
+};
+
+SharedProtos& sharedProtos()
+{
+    static SharedProtos* const s_pShared = new SharedProtos();
+    return *s_pShared;
+}
+} // namespace
+
+PDLProtoVariable* PDLProtoVariable::share(PDLProtoVariable* pProto)
+{
+    if (pProto == nullptr || pProto->m_pIndex != nullptr)
+    {
+        return pProto;
+    }
+    SharedProtos& shared = sharedProtos();
+    std::lock_guard<std::mutex> guard(shared.m_mutex);
+    if (shared.m_shared.count(pProto) != 0)
+    {
+        return pProto;
+    }
+    auto const key = std::make_tuple(pProto->m_name, pProto->m_typeName, pProto->m_isArray, pProto->m_isSet,
+                                     pProto->m_isReference, pProto->m_generateEvents);
+    auto const found = shared.m_byContents.find(key);
+    if (found != shared.m_byContents.end())
+    {
+        delete pProto;
+        return found->second;
+    }
+    shared.m_byContents.emplace(key, pProto);
+    shared.m_shared.insert(pProto);
+    return pProto;
+}
+
+void PDLProtoVariable::release(PDLProtoVariable* pProto)
+{
+    if (pProto == nullptr)
+    {
+        return;
+    }
+    if (pProto->m_pIndex == nullptr)
+    {
+        SharedProtos& shared = sharedProtos();
+        std::lock_guard<std::mutex> guard(shared.m_mutex);
+        if (shared.m_shared.count(pProto) != 0)
+        {
+            return;
+        }
+    }
+    delete pProto;
 }
 
 PDLVariable* createDeclaredVariable(EScope scope, std::string const& typeName, PDLProtoVariable const& proto,

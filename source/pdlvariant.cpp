@@ -108,7 +108,8 @@ void PDLVariantText::clear()
 
 // ---- PDLVariant ----
 
-PDLVariant::PDLVariant(char const* pText) : m_kind(eString), m_string(std::string(pText != nullptr ? pText : ""))
+PDLVariant::PDLVariant(char const* pText)
+    : m_kind(eString), m_string(std::string(pText != nullptr ? pText : ""))
 {
     m_scalar.m_int = 0;
 }
@@ -128,7 +129,8 @@ bool PDLVariant::textToBool() const
 int PDLVariant::textToInt() const
 {
     // strtol clamps to the range of long; only the low 32 bits are kept.
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(std::strtol(m_string.get().c_str(), nullptr, 10)));
+    return static_cast<std::int32_t>(
+        static_cast<std::uint32_t>(std::strtol(m_string.get().c_str(), nullptr, 10)));
 }
 
 float PDLVariant::textToFloat() const

@@ -67,7 +67,10 @@ public:
     static Path getCurrentDirectory();
     static bool setCurrentDirectory(Path const& path);
 
-    bool operator==(Path const& other) const { return m_pShared == other.m_pShared || getString() == other.getString(); }
+    bool operator==(Path const& other) const
+    {
+        return m_pShared == other.m_pShared || getString() == other.getString();
+    }
     bool operator!=(Path const& other) const { return !(*this == other); }
     bool operator<(Path const& other) const { return getString() < other.getString(); }
 
