@@ -164,6 +164,9 @@ public:
     PDLVariableDescription getExpressionVariable() const override;
 
 protected:
+    // evaluateRef beyond a plain read: checks, mappings, indexes, warnings.
+    PDLVariant const& evaluateGeneral(bool warnInvalid, PDLVariant& scratch) const;
+
     PDLProtoVariable* m_pProtoVariable;
     PDLVariable* m_pVariable;
     PDLExpression* m_pMappingExpression;
@@ -313,6 +316,9 @@ protected:
     // vtable slot; the operator classes use it for their evaluateRef.
     template <Compute TCompute>
     PDLVariant const& evaluateWith(bool warnInvalid, PDLVariant& scratch) const;
+    // The Invalid result of an operation, and of one that failed after its report; out of the hot path.
+    __attribute__((noinline)) static PDLVariant const& invalidResult(PDLVariant& scratch);
+    __attribute__((noinline, cold)) static PDLVariant const& failedResult(PDLVariant& scratch);
 
     mutable PDLVariant m_value;
     PDLExpression* m_pLeftExpression;

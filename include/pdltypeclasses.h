@@ -280,6 +280,9 @@ public:
     }
 
 private:
+    // setValue for a persistent variable or an Invalid value.
+    void setValueGeneral(PDLVariant const& value);
+
     PDLVariant m_value;
 };
 

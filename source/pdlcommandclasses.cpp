@@ -19,6 +19,14 @@ void setCurrent(PDLObject* pObject)
 {
     PDLRunTimeInfo::s_pCurrentObject = pObject;
 }
+
+// An assignment to an element, apart from the plain assignment so that this one stays small.
+__attribute__((noinline)) void assignAtIndex(PDLExpression const& index, PDLVariable& variable,
+                                             PDLVariant const& value)
+{
+    PDLVariant scratch;
+    variable.setValueAtIndex(index.evaluateRef(true, scratch), value);
+}
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------
@@ -303,9 +311,7 @@ bool PDLCommandAssign::onExecute()
     PDLVariant const& value = m_pExpression->evaluateRef(false, scratch);
     if (m_pProtoVariable->m_pIndex != nullptr)
     {
-        PDLVariant indexScratch;
-        PDLVariant const& index = m_pProtoVariable->m_pIndex->evaluateRef(true, indexScratch);
-        m_pVariable->setValueAtIndex(index, value);
+        assignAtIndex(*m_pProtoVariable->m_pIndex, *m_pVariable, value);
     }
     else
     {

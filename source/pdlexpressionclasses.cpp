@@ -259,6 +259,22 @@ PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
 PDLVariant const& PDLExpressionVariable::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
 {
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionVariable*>(this);
+    // The usual read, a plain variable without index or mapping, lends its value directly. Everything
+    // else (missing members, mappings, indexes, an Invalid read that must warn) takes the long way.
+    if (m_pProtoVariable != nullptr && m_pVariable != nullptr && m_pMappingExpression == nullptr &&
+        m_pProtoVariable->m_pIndex == nullptr)
+    {
+        PDLVariant const* pValue = PDLVariableSimple::getPlainValue(m_pVariable);
+        if (pValue != nullptr && (!warnInvalid || pValue->getKind() != PDLVariant::eInvalid))
+        {
+            return *pValue;
+        }
+    }
+    return evaluateGeneral(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionVariable::evaluateGeneral(bool warnInvalid, PDLVariant& scratch) const
+{
     if (!PDL_CHECK(m_pProtoVariable) || !PDL_CHECK(m_pVariable))
     {
         scratch = PDLVariant();
@@ -266,12 +282,6 @@ PDLVariant const& PDLExpressionVariable::evaluateRef(bool warnInvalid, PDLVarian
     }
     if (m_pMappingExpression == nullptr && m_pProtoVariable->m_pIndex == nullptr)
     {
-        // A plain variable lends its value directly; an Invalid one that must warn takes the long way.
-        PDLVariant const* pValue = PDLVariableSimple::getPlainValue(m_pVariable);
-        if (pValue != nullptr && (!warnInvalid || pValue->getKind() != PDLVariant::eInvalid))
-        {
-            return *pValue;
-        }
         return m_pVariable->getValueRef(warnInvalid, scratch);
     }
     std::string mapping;
@@ -810,24 +820,33 @@ PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLV
         const_cast<PDLExpressionMathOperator*>(static_cast<PDLExpressionMathOperator const*>(this));
     if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
     {
-        scratch = PDLVariant();
-        return scratch;
+        return invalidResult(scratch);
     }
     PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, scratch);
     PDLVariant rightScratch;
     PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
-        scratch = PDLVariant();
-        return scratch;
+        return invalidResult(scratch);
     }
     if (!TCompute(left, right, m_value))
     {
-        reportError("Math calculation error !", __FILE__, __LINE__);
-        scratch = PDLVariant();
-        return scratch;
+        return failedResult(scratch);
     }
     return m_value;
+}
+
+PDLVariant const& PDLExpressionMathOperator::invalidResult(PDLVariant& scratch)
+{
+    scratch = PDLVariant();
+    return scratch;
+}
+
+PDLVariant const& PDLExpressionMathOperator::failedResult(PDLVariant& scratch)
+{
+    reportError("Math calculation error !", __FILE__, __LINE__);
+    scratch = PDLVariant();
+    return scratch;
 }
 
 bool PDLExpressionPlusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const

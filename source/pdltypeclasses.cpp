@@ -699,6 +699,11 @@ void PDLVariableSimple::setValue(PDLVariant const& value)
         m_value = value;
         return;
     }
+    setValueGeneral(value);
+}
+
+void PDLVariableSimple::setValueGeneral(PDLVariant const& value)
+{
     if (value.getKind() != PDLVariant::eInvalid)
     {
         // Equality crosses kinds: an equal value keeps the old one and its kind.
