@@ -185,6 +185,9 @@ public:
     PDLVariableDescription getExpressionVariable() const override;
 
 protected:
+    // evaluateRef of a missing list or a composed id: the dotted text.
+    PDLVariant const& evaluateComposed(bool warnInvalid, PDLVariant& scratch) const;
+
     mutable PDLVariant m_value;
     PDLExpressionList* m_pFunctionIdComponents;
 };
@@ -508,5 +511,69 @@ protected:
     VariantIteratorSingleValue m_end;
     PDLExpression* m_pSingleValue;
 };
+
+// ---------------------------------------------------------------------------------------------------
+// The reads that nearly every statement makes, inline: a constant number, a plain variable, a function
+// id of one component. evaluateOperand evaluates an operand with those classes recognised first, so
+// that arithmetic, comparisons and assignments reach them without virtual calls.
+
+inline PDLVariant const& PDLExpressionConstNumber::evaluateRef(bool /*warnInvalid*/,
+                                                               PDLVariant& /*scratch*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstNumber*>(this);
+    return m_value;
+}
+
+inline PDLVariant const& PDLExpressionVariable::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionVariable*>(this);
+    // The usual read, a plain variable without index or mapping, lends its value directly. Everything
+    // else (missing members, mappings, indexes, an Invalid read that must warn) takes the long way.
+    if (m_pProtoVariable != nullptr && m_pVariable != nullptr && m_pMappingExpression == nullptr &&
+        m_pProtoVariable->m_pIndex == nullptr)
+    {
+        PDLVariant const* pValue = PDLVariableSimple::getPlainValue(m_pVariable);
+        if (pValue != nullptr && (!warnInvalid || pValue->getKind() != PDLVariant::eInvalid))
+        {
+            return *pValue;
+        }
+    }
+    return evaluateGeneral(warnInvalid, scratch);
+}
+
+inline PDLVariant const& PDLExpressionFunctionId::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionFunctionId*>(this);
+    // A lone component keeps its kind: a single number stays a number.
+    if (m_pFunctionIdComponents != nullptr && m_pFunctionIdComponents->size() == 1 &&
+        m_pFunctionIdComponents->front() != nullptr)
+    {
+        PDLExpression const* pComponent = m_pFunctionIdComponents->front();
+        // The usual lone component, a variable read, is called directly.
+        if (isExactly<PDLExpressionVariable>(*pComponent))
+        {
+            return static_cast<PDLExpressionVariable const*>(pComponent)
+                ->PDLExpressionVariable::evaluateRef(warnInvalid, scratch);
+        }
+        return pComponent->evaluateRef(warnInvalid, scratch);
+    }
+    return evaluateComposed(warnInvalid, scratch);
+}
+
+inline PDLVariant const& evaluateOperand(PDLExpression const& expression, bool warnInvalid,
+                                         PDLVariant& scratch)
+{
+    if (isExactly<PDLExpressionFunctionId>(expression))
+    {
+        return static_cast<PDLExpressionFunctionId const&>(expression)
+            .PDLExpressionFunctionId::evaluateRef(warnInvalid, scratch);
+    }
+    if (isExactly<PDLExpressionConstNumber>(expression))
+    {
+        return static_cast<PDLExpressionConstNumber const&>(expression)
+            .PDLExpressionConstNumber::evaluateRef(warnInvalid, scratch);
+    }
+    return expression.evaluateRef(warnInvalid, scratch);
+}
 
 #endif

@@ -263,6 +263,10 @@ public:
                 return true; // two Invalids
             }
         }
+        if (m_kind == eInvalid || other.m_kind == eInvalid)
+        {
+            return false;
+        }
         return equalsOtherKind(other);
     }
 

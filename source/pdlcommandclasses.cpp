@@ -308,7 +308,7 @@ bool PDLCommandAssign::onExecute()
     // The value may be lent by the variable read on the right; writing it back to that same variable
     // is an equal value and changes nothing.
     PDLVariant scratch;
-    PDLVariant const& value = m_pExpression->evaluateRef(false, scratch);
+    PDLVariant const& value = evaluateOperand(*m_pExpression, false, scratch);
     if (m_pProtoVariable->m_pIndex != nullptr)
     {
         assignAtIndex(*m_pProtoVariable->m_pIndex, *m_pVariable, value);

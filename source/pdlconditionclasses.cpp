@@ -161,9 +161,9 @@ bool PDLConditionEq::evaluate() const
         return false;
     }
     PDLVariant leftScratch;
-    PDLVariant const& left = m_pLeftExpression->evaluateRef(true, leftScratch);
+    PDLVariant const& left = evaluateOperand(*m_pLeftExpression, true, leftScratch);
     PDLVariant rightScratch;
-    PDLVariant const& right = m_pRightExpression->evaluateRef(true, rightScratch);
+    PDLVariant const& right = evaluateOperand(*m_pRightExpression, true, rightScratch);
     // Invalid is not equal to anything, not even to Invalid.
     return !isInvalid(left) && !isInvalid(right) && left == right;
 }
@@ -196,9 +196,9 @@ bool PDLConditionNEq::evaluate() const
         return false;
     }
     PDLVariant leftScratch;
-    PDLVariant const& left = m_pLeftExpression->evaluateRef(true, leftScratch);
+    PDLVariant const& left = evaluateOperand(*m_pLeftExpression, true, leftScratch);
     PDLVariant rightScratch;
-    PDLVariant const& right = m_pRightExpression->evaluateRef(true, rightScratch);
+    PDLVariant const& right = evaluateOperand(*m_pRightExpression, true, rightScratch);
     return !isInvalid(left) && !isInvalid(right) && !(left == right);
 }
 
@@ -230,9 +230,9 @@ bool PDLConditionNumCompare::evaluate() const
         return false;
     }
     PDLVariant leftScratch;
-    PDLVariant const& leftValue = m_pLeftExpression->evaluateRef(true, leftScratch);
+    PDLVariant const& leftValue = evaluateOperand(*m_pLeftExpression, true, leftScratch);
     PDLVariant rightScratch;
-    PDLVariant const& rightValue = m_pRightExpression->evaluateRef(true, rightScratch);
+    PDLVariant const& rightValue = evaluateOperand(*m_pRightExpression, true, rightScratch);
     // Unlike equality, a comparison with an Invalid holds.
     if (isInvalid(leftValue) || isInvalid(rightValue))
     {

@@ -170,12 +170,6 @@ PDLVariant PDLExpressionConstNumber::evaluate(bool /*warnInvalid*/) const
     return m_value;
 }
 
-PDLVariant const& PDLExpressionConstNumber::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
-{
-    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstNumber*>(this);
-    return m_value;
-}
-
 PDLExpressionConstFloat::PDLExpressionConstFloat(float value) : m_value(value) {}
 
 PDLVariant PDLExpressionConstFloat::evaluate(bool /*warnInvalid*/) const
@@ -256,23 +250,6 @@ PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
     return evaluateRef(warnInvalid, scratch);
 }
 
-PDLVariant const& PDLExpressionVariable::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
-{
-    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionVariable*>(this);
-    // The usual read, a plain variable without index or mapping, lends its value directly. Everything
-    // else (missing members, mappings, indexes, an Invalid read that must warn) takes the long way.
-    if (m_pProtoVariable != nullptr && m_pVariable != nullptr && m_pMappingExpression == nullptr &&
-        m_pProtoVariable->m_pIndex == nullptr)
-    {
-        PDLVariant const* pValue = PDLVariableSimple::getPlainValue(m_pVariable);
-        if (pValue != nullptr && (!warnInvalid || pValue->getKind() != PDLVariant::eInvalid))
-        {
-            return *pValue;
-        }
-    }
-    return evaluateGeneral(warnInvalid, scratch);
-}
-
 PDLVariant const& PDLExpressionVariable::evaluateGeneral(bool warnInvalid, PDLVariant& scratch) const
 {
     if (!PDL_CHECK(m_pProtoVariable) || !PDL_CHECK(m_pVariable))
@@ -348,25 +325,12 @@ PDLVariant PDLExpressionFunctionId::evaluate(bool warnInvalid) const
     return evaluateRef(warnInvalid, scratch);
 }
 
-PDLVariant const& PDLExpressionFunctionId::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+PDLVariant const& PDLExpressionFunctionId::evaluateComposed(bool warnInvalid, PDLVariant& scratch) const
 {
-    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionFunctionId*>(this);
     if (!PDL_CHECK(m_pFunctionIdComponents))
     {
         scratch = PDLVariant();
         return scratch;
-    }
-    // A lone component keeps its kind: a single number stays a number.
-    if (m_pFunctionIdComponents->size() == 1 && m_pFunctionIdComponents->front() != nullptr)
-    {
-        PDLExpression const* pComponent = m_pFunctionIdComponents->front();
-        // The usual lone component, a variable read, is called directly (and inlined).
-        if (isExactly<PDLExpressionVariable>(*pComponent))
-        {
-            return static_cast<PDLExpressionVariable const*>(pComponent)
-                ->PDLExpressionVariable::evaluateRef(warnInvalid, scratch);
-        }
-        return pComponent->evaluateRef(warnInvalid, scratch);
     }
     m_pFunctionIdComponents->evaluateTo(m_value, warnInvalid);
     return m_value;
@@ -822,9 +786,9 @@ PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLV
     {
         return invalidResult(scratch);
     }
-    PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, scratch);
+    PDLVariant const& left = evaluateOperand(*m_pLeftExpression, warnInvalid, scratch);
     PDLVariant rightScratch;
-    PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
+    PDLVariant const& right = evaluateOperand(*m_pRightExpression, warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
         return invalidResult(scratch);

@@ -514,7 +514,10 @@ void PDLVariable::reset()
     {
         return;
     }
-    m_typeName = m_declaredTypeName;
+    if (m_typeName != m_declaredTypeName)
+    {
+        m_typeName = m_declaredTypeName;
+    }
     m_changed = false;
     if (!m_persistent)
     {
@@ -657,6 +660,11 @@ bool PDLVariableSimple::isValid() const
 
 void PDLVariableSimple::setInvalid()
 {
+    if (!m_persistent)
+    {
+        m_value = PDLVariant();
+        return;
+    }
     setStoredValue(m_value, PDLVariant());
 }
 
