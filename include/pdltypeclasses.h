@@ -286,6 +286,22 @@ private:
     PDLVariant m_value;
 };
 
+inline void PDLVariableSimple::setValue(PDLVariant const& value)
+{
+    if (!m_persistent && value.getKind() != PDLVariant::eInvalid)
+    {
+        // The common case, inline for assignments, without the persistent store's slot rules.
+        if (m_value == value)
+        {
+            return;
+        }
+        setChangeFlag();
+        m_value = value;
+        return;
+    }
+    setValueGeneral(value);
+}
+
 // A set of values, keyed by their text in byte order.
 class PDLVariableSet : public PDLVariable
 {

@@ -313,6 +313,10 @@ bool PDLCommandAssign::onExecute()
     {
         assignAtIndex(*m_pProtoVariable->m_pIndex, *m_pVariable, value);
     }
+    else if (isExactly<PDLVariableSimple>(*m_pVariable))
+    {
+        static_cast<PDLVariableSimple*>(m_pVariable)->PDLVariableSimple::setValue(value);
+    }
     else
     {
         m_pVariable->setValue(value);

@@ -694,22 +694,6 @@ bool PDLVariableSimple::copyTo(PDLVariableDescription& description) const
     return false;
 }
 
-void PDLVariableSimple::setValue(PDLVariant const& value)
-{
-    if (!m_persistent && value.getKind() != PDLVariant::eInvalid)
-    {
-        // The common case without a detour through the persistent store's slot rules.
-        if (m_value == value)
-        {
-            return;
-        }
-        setChangeFlag();
-        m_value = value;
-        return;
-    }
-    setValueGeneral(value);
-}
-
 void PDLVariableSimple::setValueGeneral(PDLVariant const& value)
 {
     if (value.getKind() != PDLVariant::eInvalid)
