@@ -30,7 +30,8 @@ __attribute__((noinline)) void assignAtIndex(PDLExpression const& index, PDLVari
 } // namespace
 
 // ---------------------------------------------------------------------------------------------------
-// Running a command
+// Running a command. The blocks and control commands below run their children through run, the same
+// steps inline.
 
 bool PDLCommand::execute()
 {
@@ -141,9 +142,9 @@ bool PDLCommandIf::onExecute()
     }
     if (m_pCondition->evaluate())
     {
-        return m_pIfCode->execute();
+        return run(m_pIfCode);
     }
-    return m_pElseCode != nullptr ? m_pElseCode->execute() : true;
+    return m_pElseCode != nullptr ? run(m_pElseCode) : true;
 }
 
 PDLCommandWhile::PDLCommandWhile(PDLCondition* pCondition, PDLCommand* pCode)
@@ -174,7 +175,7 @@ bool PDLCommandWhile::onExecute()
     }
     while (m_pCondition->evaluate())
     {
-        if (!m_pCode->execute())
+        if (!run(m_pCode))
         {
             return false;
         }
@@ -220,7 +221,7 @@ bool PDLCommandForEach::onExecute()
     while (it != m_pSet->end())
     {
         m_pVariable->setValue(*it);
-        if (!m_pCode->execute())
+        if (!run(m_pCode))
         {
             return false;
         }
@@ -260,7 +261,7 @@ bool PDLCommandEvent::onExecute()
     {
         return true;
     }
-    return m_pCodeBlock->execute();
+    return run(m_pCodeBlock);
 }
 
 // ---------------------------------------------------------------------------------------------------

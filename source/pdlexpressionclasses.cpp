@@ -341,7 +341,14 @@ PDLVariableDescription PDLExpressionFunctionId::getExpressionVariable() const
     if (m_pFunctionIdComponents != nullptr && m_pFunctionIdComponents->size() == 1 &&
         m_pFunctionIdComponents->front() != nullptr)
     {
-        return m_pFunctionIdComponents->front()->getExpressionVariable();
+        PDLExpression const* pComponent = m_pFunctionIdComponents->front();
+        // The usual lone component, a variable, is called directly.
+        if (isExactly<PDLExpressionVariable>(*pComponent))
+        {
+            return static_cast<PDLExpressionVariable const*>(pComponent)
+                ->PDLExpressionVariable::getExpressionVariable();
+        }
+        return pComponent->getExpressionVariable();
     }
     return PDLVariableDescription(nullptr, "");
 }

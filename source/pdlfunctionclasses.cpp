@@ -164,6 +164,20 @@ bool PDLFunction::execute(PDLContext* pCallingContext)
 // ---------------------------------------------------------------------------------------------------
 // PDLCommandFunctionCall
 
+namespace
+{
+// The argument's getExpressionVariable; the usual argument class is called directly.
+PDLVariableDescription describeArgument(PDLBaseExpression const& argument)
+{
+    if (isExactly<PDLExpressionFunctionId>(argument))
+    {
+        return static_cast<PDLExpressionFunctionId const&>(argument)
+            .PDLExpressionFunctionId::getExpressionVariable();
+    }
+    return argument.getExpressionVariable();
+}
+} // namespace
+
 PDLCommandFunctionCall::PDLCommandFunctionCall(std::string const& functionName, PDLArgumentList* pArguments)
     : PDLCommand(true), m_functionName(functionName), m_pArguments(pArguments), m_pFunction(nullptr)
 {
@@ -267,7 +281,7 @@ bool PDLCommandFunctionCall::onExecute()
             {
                 continue;
             }
-            PDLVariableDescription const place = pArgument->getExpressionVariable();
+            PDLVariableDescription const place = describeArgument(*pArgument);
             if (place.m_pVariable != nullptr && place.m_pVariable->getTypeName() != pParameter->getTypeName())
             {
                 // A parameter has the type of its argument, so mapped reads work on it.
@@ -349,7 +363,7 @@ bool PDLCommandFunctionCall::onExecute()
             {
                 continue;
             }
-            PDLVariableDescription place = pArgument->getExpressionVariable();
+            PDLVariableDescription place = describeArgument(*pArgument);
             if (pParameter->isReference() && pParameter->isChanged() && !pParameter->copyTo(place))
             {
                 report(rtk::LogOutput::eLevelError, "copy failed", __FILE__, __LINE__);
