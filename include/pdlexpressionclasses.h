@@ -163,6 +163,13 @@ public:
     bool hasChanged() const override;
     PDLVariableDescription getExpressionVariable() const override;
 
+    // A read of a whole variable: no index, no mapping.
+    bool isPlain() const
+    {
+        return m_pProtoVariable != nullptr && m_pProtoVariable->m_pIndex == nullptr &&
+               m_pMappingExpression == nullptr;
+    }
+
 protected:
     // evaluateRef beyond a plain read: checks, mappings, indexes, warnings.
     PDLVariant const& evaluateGeneral(bool warnInvalid, PDLVariant& scratch) const;
@@ -183,6 +190,9 @@ public:
     PDLVariant evaluate(bool warnInvalid) const override;
     PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
     PDLVariableDescription getExpressionVariable() const override;
+
+    // One component, a variable read without index or mapping.
+    bool isLoneVariable() const;
 
 protected:
     // evaluateRef of a missing list or a composed id: the dotted text.
@@ -558,6 +568,14 @@ inline PDLVariant const& PDLExpressionFunctionId::evaluateRef(bool warnInvalid, 
         return pComponent->evaluateRef(warnInvalid, scratch);
     }
     return evaluateComposed(warnInvalid, scratch);
+}
+
+inline bool PDLExpressionFunctionId::isLoneVariable() const
+{
+    return m_pFunctionIdComponents != nullptr && m_pFunctionIdComponents->size() == 1 &&
+           m_pFunctionIdComponents->front() != nullptr &&
+           isExactly<PDLExpressionVariable>(*m_pFunctionIdComponents->front()) &&
+           static_cast<PDLExpressionVariable const*>(m_pFunctionIdComponents->front())->isPlain();
 }
 
 inline PDLVariant const& evaluateOperand(PDLExpression const& expression, bool warnInvalid,

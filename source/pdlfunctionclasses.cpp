@@ -176,6 +176,13 @@ PDLVariableDescription describeArgument(PDLBaseExpression const& argument)
     }
     return argument.getExpressionVariable();
 }
+
+// A function id of one variable read without index: describing it evaluates nothing.
+bool isLoneVariable(PDLBaseExpression const& argument)
+{
+    return isExactly<PDLExpressionFunctionId>(argument) &&
+           static_cast<PDLExpressionFunctionId const&>(argument).isLoneVariable();
+}
 } // namespace
 
 PDLCommandFunctionCall::PDLCommandFunctionCall(std::string const& functionName, PDLArgumentList* pArguments)
@@ -300,7 +307,15 @@ bool PDLCommandFunctionCall::onExecute()
                     return false;
                 }
                 PDLVariant scratch;
-                pParameter->setValue(pExpr->evaluateRef(false, scratch));
+                PDLVariant const& value = evaluateOperand(*pExpr, false, scratch);
+                if (isExactly<PDLVariableSimple>(*pParameter))
+                {
+                    static_cast<PDLVariableSimple*>(pParameter)->PDLVariableSimple::setValue(value);
+                }
+                else
+                {
+                    pParameter->setValue(value);
+                }
                 break;
             }
             case PDLVariable::eContainerSet:
@@ -363,8 +378,15 @@ bool PDLCommandFunctionCall::onExecute()
             {
                 continue;
             }
+            bool const copyBack = pParameter->isReference() && pParameter->isChanged();
+            // The argument is described again for every parameter; when nothing is copied back and the
+            // description cannot report anything (a lone variable without index), it is left out.
+            if (!copyBack && isLoneVariable(*pArgument))
+            {
+                continue;
+            }
             PDLVariableDescription place = describeArgument(*pArgument);
-            if (pParameter->isReference() && pParameter->isChanged() && !pParameter->copyTo(place))
+            if (copyBack && !pParameter->copyTo(place))
             {
                 report(rtk::LogOutput::eLevelError, "copy failed", __FILE__, __LINE__);
             }
