@@ -469,6 +469,8 @@ class PDLVariableDescription
 {
 public:
     PDLVariableDescription() : m_pVariable(nullptr) {}
+    // The whole variable: an empty index.
+    explicit PDLVariableDescription(PDLVariable* pVariable) : m_pVariable(pVariable) {}
     PDLVariableDescription(PDLVariable* pVariable, std::string const& index)
         : m_pVariable(pVariable), m_index(index)
     {

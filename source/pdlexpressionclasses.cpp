@@ -290,12 +290,12 @@ bool PDLExpressionVariable::hasChanged() const
 
 PDLVariableDescription PDLExpressionVariable::getExpressionVariable() const
 {
-    std::string index;
+    PDLVariableDescription description(m_pVariable);
     if (m_pProtoVariable != nullptr && m_pProtoVariable->m_pIndex != nullptr)
     {
-        index = m_pProtoVariable->m_pIndex->evaluate(true).getString();
+        description.m_index = m_pProtoVariable->m_pIndex->evaluate(true).getString();
     }
-    return PDLVariableDescription(m_pVariable, std::move(index));
+    return description;
 }
 
 // ---------------------------------------------------------------------------------------------------

@@ -138,15 +138,10 @@ void PDLFunction::init()
     m_pFunctionCode->setContext(this, false);
 }
 
-PDLVariable* PDLFunction::getParameterVariable(int index)
+void PDLFunction::reportParameterIndex()
 {
-    if (index < 0 || static_cast<size_t>(index) >= m_argVariables.size())
-    {
-        report(rtk::LogOutput::eLevelFatal, "index >= 0 && (size_t) index < m_argVariables.size()", __FILE__,
-               __LINE__);
-        return nullptr;
-    }
-    return m_argVariables[static_cast<size_t>(index)];
+    report(rtk::LogOutput::eLevelFatal, "index >= 0 && (size_t) index < m_argVariables.size()", __FILE__,
+           __LINE__);
 }
 
 bool PDLFunction::execute(PDLContext* pCallingContext)
