@@ -5,12 +5,15 @@
 // and error bookkeeping of the interpreter: where the parser stands (PDLParseInfo) and how a fault is
 // reported (PDLRunTimeInfo::showError).
 
+#include "pdldebugger.h"
+
 #include "rtk/log.h"
 #include "rtk/path.h"
 
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <typeinfo>
 
 class PDLContext;
 class PDLModule;
@@ -49,7 +52,19 @@ public:
     static void report(rtk::LogOutput::ELogLevel level, std::string const& text, char const* file, int line);
 
     // A failed check: a FATAL report whose text is the name of what is missing. Returns present.
-    static bool checkPresent(bool present, char const* name, char const* file, int line);
+    // Inline, since every node runs it on every execution; only a failure leaves the caller.
+    static bool checkPresent(bool present, char const* name, char const* file, int line)
+    {
+        if (__builtin_expect(present, true))
+        {
+            return true;
+        }
+        reportMissing(name, file, line);
+        return false;
+    }
+
+private:
+    static void reportMissing(char const* name, char const* file, int line);
 };
 
 // Checks that a member or local is not null, reporting its name as a failed check when it is.
@@ -96,6 +111,16 @@ private:
     PDLObject& operator=(PDLObject const&) = delete;
 };
 
+// True when the object's class is exactly T, not a subclass of it. Every class of the core has its
+// type_info defined once, beside its first virtual function, so comparing addresses is exact; it spares
+// the name comparison that type_info::operator== and dynamic_cast fall back to for different classes.
+// Hot paths use it to skip a virtual call or a dynamic_cast for the usual class.
+template <class T, class U>
+inline bool isExactly(U const& object)
+{
+    return &typeid(object) == &typeid(T);
+}
+
 // Hands the context to a child node or list that may be absent.
 template <class T>
 void bindToContext(T* pChild, PDLContext* pContext, bool noEventRegistration)
@@ -125,6 +150,17 @@ public:
 protected:
     // Sets the current object to this first, then does the command's work.
     virtual bool onExecute() = 0;
+
+    // What execute does, inline for the loops that run many commands (the code block).
+    static bool run(PDLCommand* pCommand)
+    {
+        if (__builtin_expect(
+                pCommand->m_breakpoint || PDLDebugger::s_singleStep.load(std::memory_order_relaxed), false))
+        {
+            PDLDebugger::stopAt(pCommand->m_filePath, pCommand->m_line);
+        }
+        return pCommand->onExecute();
+    }
 
     bool m_breakpoint;
 };

@@ -17,6 +17,7 @@
 
 #include <list>
 #include <string>
+#include <vector>
 
 class PDLSequence;
 
@@ -37,7 +38,7 @@ public:
     void addCommand(PDLCommand* pCommand);
     void setGotoState(std::string const& state) { m_gotoState = state; }
     std::string const& getGotoState() const { return m_gotoState; }
-    std::list<PDLCommand*> const& getCommands() const { return m_commands; }
+    std::vector<PDLCommand*> const& getCommands() const { return m_commands; }
 
     // Returns the handler it replaces.
     static GotoStateHandler setGotoStateHandler(GotoStateHandler handler);
@@ -45,7 +46,8 @@ public:
 protected:
     bool onExecute() override;
 
-    std::list<PDLCommand*> m_commands;
+    // A vector: the block runs its commands in order on every execution, and holds them compactly.
+    std::vector<PDLCommand*> m_commands;
     std::string m_gotoState;
 
 private:

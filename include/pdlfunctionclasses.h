@@ -37,7 +37,15 @@ public:
 
     // Binds the body anew to the top symbol table.
     void init();
-    PDLVariable* getParameterVariable(int index);
+    PDLVariable* getParameterVariable(int index)
+    {
+        if (index < 0 || static_cast<size_t>(index) >= m_argVariables.size())
+        {
+            reportParameterIndex();
+            return nullptr;
+        }
+        return m_argVariables[static_cast<size_t>(index)];
+    }
     // Runs the body with pCallingContext as the caller; returns the body's result.
     bool execute(PDLContext* pCallingContext);
 
@@ -46,6 +54,10 @@ public:
     std::set<std::string> const& getEventVariables() const { return m_eventVariables; }
     std::set<std::string> const& getSeparateEventVariables() const { return m_separateEventVariables; }
     size_t getParameterCount() const { return m_argVariables.size(); }
+
+private:
+    // The failed check of getParameterVariable.
+    static void reportParameterIndex();
 
 protected:
     PDLCodeBlock* m_pFunctionCode;

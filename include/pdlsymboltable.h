@@ -77,7 +77,7 @@ private:
 };
 
 // A scope: global, workplace, group, module, or inside a module a widget, sequence, function or init
-// section. The front of m_symbolTables is the live table; more than one table only during calls.
+// section. The back of m_symbolTables is the live table; more than one table only during calls.
 class PDLContext
 {
 public:
@@ -129,7 +129,7 @@ public:
                     PDLMappedValueList* pMappedValues);
 
     PDLContext* getParent() const { return m_pParent; }
-    PDLSymbolTable* getSymbolTable() const { return m_symbolTables.front(); }
+    PDLSymbolTable* getSymbolTable() const { return m_symbolTables.back(); }
     size_t getSymbolTableCount() const { return m_symbolTables.size(); }
     rtk::Path const& getFilePath() const { return m_filePath; }
     rtk::Path const& getFileName() const { return m_fileName; }
@@ -138,7 +138,8 @@ public:
 
 protected:
     PDLContext* m_pParent;
-    std::list<PDLSymbolTable*> m_symbolTables;
+    // A stack whose back is the live table: a call pushes and pops without allocating.
+    std::vector<PDLSymbolTable*> m_symbolTables;
     rtk::Path m_filePath;
     rtk::Path m_fileName;
     int32_t m_line;

@@ -6,6 +6,7 @@
 // kind (PDLVariableSimple, PDLVariableSet, PDLVariableArray), the view of a panel-state entry
 // (PDLVariableExtern), with PDLVariableDescription and PDLVariableList.
 
+#include "pdlbaseclasses.h"
 #include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 #include "pdlvariant.h"
@@ -16,6 +17,8 @@
 #include <map>
 #include <set>
 #include <string>
+#include <typeinfo>
+#include <utility>
 #include <vector>
 
 class PDLExpression;
@@ -110,6 +113,15 @@ public:
     PDLExpression* m_pIndex;
     bool m_generateEvents;
 
+    // A reference without an index is an immutable record of a name and flags, and a module's code
+    // holds thousands of equal ones. share() takes such a prototype and hands back the one shared
+    // record of its contents (the given one is deleted); a prototype with an index comes back as it is.
+    // The nodes that own a reference (variable reads, assignments, set commands) take it this way and
+    // give it back with release(), which deletes only what is not shared. Shared records stay for the
+    // life of the process; there is one per distinct name and flags.
+    static PDLProtoVariable* share(PDLProtoVariable* pProto);
+    static void release(PDLProtoVariable* pProto);
+
 private:
     PDLProtoVariable(PDLProtoVariable const&) = delete;
     PDLProtoVariable& operator=(PDLProtoVariable const&) = delete;
@@ -157,10 +169,19 @@ public:
     virtual PDLVariantIteratorCont begin(std::string const& mapping) const;
     virtual PDLVariantIteratorCont end(std::string const& mapping) const;
     virtual int getCount() const;
+    // getValue without a mapping, lent instead of copied where the class can: a reference to the
+    // stored value, or to scratch holding getValue's result. Good until the variable is written.
+    virtual PDLVariant const& getValueRef(bool warnInvalid, PDLVariant& scratch) const;
 
     // Raises the change flag; the first change of a variable that others can listen to puts it on
     // the event manager's list of changed variables.
-    void setChangeFlag();
+    void setChangeFlag()
+    {
+        if (!m_readOnly && !m_changed)
+        {
+            raiseChangeFlag();
+        }
+    }
     // Lowered by the event engine once the change became events.
     void clearChangeFlag() { m_changed = false; }
     bool isChanged() const { return m_changed; }
@@ -200,6 +221,8 @@ public:
 
 protected:
     void reportNotContainer() const;
+    // The part of setChangeFlag behind its first test.
+    void raiseChangeFlag();
 
     EContainerType m_containerType;
     EScope m_scope;
@@ -243,10 +266,41 @@ public:
     void setValueFloat(float value) override;
     void setValueBool(bool value) override;
     PDLVariant getValue(std::string const& mapping, bool warnInvalid) const override;
+    PDLVariant const& getValueRef(bool warnInvalid, PDLVariant& scratch) const override;
+
+    // The stored value of a variable that is exactly of this class and not persistent, read without a
+    // virtual call; null for every other variable. Readers on hot paths try this first.
+    static PDLVariant const* getPlainValue(PDLVariable const* pVariable)
+    {
+        if (isExactly<PDLVariableSimple>(*pVariable) && !pVariable->isPersistent())
+        {
+            return &static_cast<PDLVariableSimple const*>(pVariable)->m_value;
+        }
+        return nullptr;
+    }
 
 private:
+    // setValue for a persistent variable or an Invalid value.
+    void setValueGeneral(PDLVariant const& value);
+
     PDLVariant m_value;
 };
+
+inline void PDLVariableSimple::setValue(PDLVariant const& value)
+{
+    if (!m_persistent && value.getKind() != PDLVariant::eInvalid)
+    {
+        // The common case, inline for assignments, without the persistent store's slot rules.
+        if (m_value == value)
+        {
+            return;
+        }
+        setChangeFlag();
+        m_value = value;
+        return;
+    }
+    setValueGeneral(value);
+}
 
 // A set of values, keyed by their text in byte order.
 class PDLVariableSet : public PDLVariable
@@ -415,8 +469,14 @@ class PDLVariableDescription
 {
 public:
     PDLVariableDescription() : m_pVariable(nullptr) {}
+    // The whole variable: an empty index.
+    explicit PDLVariableDescription(PDLVariable* pVariable) : m_pVariable(pVariable) {}
     PDLVariableDescription(PDLVariable* pVariable, std::string const& index)
         : m_pVariable(pVariable), m_index(index)
+    {
+    }
+    PDLVariableDescription(PDLVariable* pVariable, std::string&& index)
+        : m_pVariable(pVariable), m_index(std::move(index))
     {
     }
     virtual ~PDLVariableDescription() = default;

@@ -192,20 +192,7 @@ PDLCommand::~PDLCommand()
     }
 }
 
-bool PDLCommand::execute()
+void PDLRunTimeInfo::reportMissing(char const* name, char const* file, int line)
 {
-    if (m_breakpoint || PDLDebugger::s_singleStep.load())
-    {
-        PDLDebugger::stopAt(m_filePath, m_line);
-    }
-    return onExecute();
-}
-
-bool PDLRunTimeInfo::checkPresent(bool present, char const* name, char const* file, int line)
-{
-    if (!present)
-    {
-        report(rtk::LogOutput::eLevelFatal, name, file, line);
-    }
-    return present;
+    report(rtk::LogOutput::eLevelFatal, name, file, line);
 }

@@ -1,5 +1,6 @@
 #include "pdlcommandclasses.h"
 
+#include "pdldebugger.h"
 #include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 
@@ -18,7 +19,24 @@ void setCurrent(PDLObject* pObject)
 {
     PDLRunTimeInfo::s_pCurrentObject = pObject;
 }
+
+// An assignment to an element, apart from the plain assignment so that this one stays small.
+__attribute__((noinline)) void assignAtIndex(PDLExpression const& index, PDLVariable& variable,
+                                             PDLVariant const& value)
+{
+    PDLVariant scratch;
+    variable.setValueAtIndex(index.evaluateRef(true, scratch), value);
+}
 } // namespace
+
+// ---------------------------------------------------------------------------------------------------
+// Running a command. The blocks and control commands below run their children through run, the same
+// steps inline.
+
+bool PDLCommand::execute()
+{
+    return run(this);
+}
 
 // ---------------------------------------------------------------------------------------------------
 // Statement list
@@ -67,8 +85,9 @@ bool PDLCodeBlock::onExecute()
     }
     for (PDLCommand* pCommand : m_commands)
     {
-        // An exit or an error ends the block; a pending state change is then skipped.
-        if (!pCommand->execute())
+        // An exit or an error ends the block; a pending state change is then skipped. run is execute,
+        // inline.
+        if (!run(pCommand))
         {
             return false;
         }
@@ -123,9 +142,9 @@ bool PDLCommandIf::onExecute()
     }
     if (m_pCondition->evaluate())
     {
-        return m_pIfCode->execute();
+        return run(m_pIfCode);
     }
-    return m_pElseCode != nullptr ? m_pElseCode->execute() : true;
+    return m_pElseCode != nullptr ? run(m_pElseCode) : true;
 }
 
 PDLCommandWhile::PDLCommandWhile(PDLCondition* pCondition, PDLCommand* pCode)
@@ -156,7 +175,7 @@ bool PDLCommandWhile::onExecute()
     }
     while (m_pCondition->evaluate())
     {
-        if (!m_pCode->execute())
+        if (!run(m_pCode))
         {
             return false;
         }
@@ -202,7 +221,7 @@ bool PDLCommandForEach::onExecute()
     while (it != m_pSet->end())
     {
         m_pVariable->setValue(*it);
-        if (!m_pCode->execute())
+        if (!run(m_pCode))
         {
             return false;
         }
@@ -242,20 +261,21 @@ bool PDLCommandEvent::onExecute()
     {
         return true;
     }
-    return m_pCodeBlock->execute();
+    return run(m_pCodeBlock);
 }
 
 // ---------------------------------------------------------------------------------------------------
 // Assignments
 
 PDLCommandAssign::PDLCommandAssign(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pExpression(pExpression),
+      m_pVariable(nullptr)
 {
 }
 
 PDLCommandAssign::~PDLCommandAssign()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pExpression;
 }
 
@@ -286,11 +306,17 @@ bool PDLCommandAssign::onExecute()
         return false;
     }
     // An invalid source is no warning here: it simply makes the target invalid.
-    PDLVariant const value = m_pExpression->evaluate(false);
+    // The value may be lent by the variable read on the right; writing it back to that same variable
+    // is an equal value and changes nothing.
+    PDLVariant scratch;
+    PDLVariant const& value = evaluateOperand(*m_pExpression, false, scratch);
     if (m_pProtoVariable->m_pIndex != nullptr)
     {
-        PDLVariant const index = m_pProtoVariable->m_pIndex->evaluate(true);
-        m_pVariable->setValueAtIndex(index, value);
+        assignAtIndex(*m_pProtoVariable->m_pIndex, *m_pVariable, value);
+    }
+    else if (isExactly<PDLVariableSimple>(*m_pVariable))
+    {
+        static_cast<PDLVariableSimple*>(m_pVariable)->PDLVariableSimple::setValue(value);
     }
     else
     {
@@ -300,13 +326,14 @@ bool PDLCommandAssign::onExecute()
 }
 
 PDLCommandAssignSlot::PDLCommandAssignSlot(PDLProtoVariable* pProtoVariable, PDLExpression* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pExpression(pExpression),
+      m_pVariable(nullptr)
 {
 }
 
 PDLCommandAssignSlot::~PDLCommandAssignSlot()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pExpression;
 }
 
@@ -348,13 +375,14 @@ bool PDLCommandAssignSlot::onExecute()
 }
 
 PDLCommandSetAssign::PDLCommandSetAssign(PDLProtoVariable* pProtoVariable, PDLSetExp* pExpression)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pExpression(pExpression), m_pVariable(nullptr)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pExpression(pExpression),
+      m_pVariable(nullptr)
 {
 }
 
 PDLCommandSetAssign::~PDLCommandSetAssign()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pExpression;
 }
 
@@ -391,13 +419,14 @@ bool PDLCommandSetAssign::onExecute()
 }
 
 PDLCommandSetChange::PDLCommandSetChange(PDLProtoVariable* pProtoVariable, PDLSetExp* pSet)
-    : PDLCommand(true), m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pSet(pSet)
+    : PDLCommand(true), m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr),
+      m_pSet(pSet)
 {
 }
 
 PDLCommandSetChange::~PDLCommandSetChange()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pSet;
 }
 
@@ -420,6 +449,17 @@ bool PDLCommandSetChange::onExecute()
         return false;
     }
     // No test for Invalid: a single Invalid value goes in under the empty key.
+    if (isExactly<PDLSetExpSingleValue>(*m_pSet))
+    {
+        // One value: the walk below without its two iterators on the heap.
+        PDLVariant scratch;
+        if (PDLVariant const* pValue =
+                static_cast<PDLSetExpSingleValue const*>(m_pSet)->evaluateValue(scratch))
+        {
+            apply(*pValue);
+        }
+        return true;
+    }
     PDLVariantIteratorCont const last = m_pSet->end();
     for (PDLVariantIteratorCont it = m_pSet->begin(); it != last; ++it)
     {

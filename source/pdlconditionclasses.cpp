@@ -160,8 +160,10 @@ bool PDLConditionEq::evaluate() const
     {
         return false;
     }
-    PDLVariant const left = m_pLeftExpression->evaluate(true);
-    PDLVariant const right = m_pRightExpression->evaluate(true);
+    PDLVariant leftScratch;
+    PDLVariant const& left = evaluateOperand(*m_pLeftExpression, true, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = evaluateOperand(*m_pRightExpression, true, rightScratch);
     // Invalid is not equal to anything, not even to Invalid.
     return !isInvalid(left) && !isInvalid(right) && left == right;
 }
@@ -193,8 +195,10 @@ bool PDLConditionNEq::evaluate() const
     {
         return false;
     }
-    PDLVariant const left = m_pLeftExpression->evaluate(true);
-    PDLVariant const right = m_pRightExpression->evaluate(true);
+    PDLVariant leftScratch;
+    PDLVariant const& left = evaluateOperand(*m_pLeftExpression, true, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = evaluateOperand(*m_pRightExpression, true, rightScratch);
     return !isInvalid(left) && !isInvalid(right) && !(left == right);
 }
 
@@ -225,8 +229,10 @@ bool PDLConditionNumCompare::evaluate() const
     {
         return false;
     }
-    PDLVariant const leftValue = m_pLeftExpression->evaluate(true);
-    PDLVariant const rightValue = m_pRightExpression->evaluate(true);
+    PDLVariant leftScratch;
+    PDLVariant const& leftValue = evaluateOperand(*m_pLeftExpression, true, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& rightValue = evaluateOperand(*m_pRightExpression, true, rightScratch);
     // Unlike equality, a comparison with an Invalid holds.
     if (isInvalid(leftValue) || isInvalid(rightValue))
     {
@@ -282,7 +288,8 @@ bool PDLConditionIn::evaluate() const
     {
         return false;
     }
-    return m_pSet->isElement(m_pExpression->evaluate(true));
+    PDLVariant scratch;
+    return m_pSet->isElement(m_pExpression->evaluateRef(true, scratch));
 }
 
 PDLConditionSetEq::PDLConditionSetEq(PDLSetExp* pLeft, PDLSetExp* pRight)
@@ -350,17 +357,18 @@ bool PDLConditionIsValid::evaluate() const
         return false;
     }
     // Asking for validity is no reason to warn about an invalid read.
-    return !isInvalid(m_pExpression->evaluate(false));
+    PDLVariant scratch;
+    return !isInvalid(m_pExpression->evaluateRef(false, scratch));
 }
 
 PDLConditionAssign::PDLConditionAssign(PDLProtoVariable* pProtoVariable, PDLSetExp* pSet)
-    : m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pSet(pSet)
+    : m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr), m_pSet(pSet)
 {
 }
 
 PDLConditionAssign::~PDLConditionAssign()
 {
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
     delete m_pSet;
 }
 

@@ -14,6 +14,7 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <typeinfo>
 
 namespace
 {
@@ -76,6 +77,12 @@ bool PDLExpression::isIdentifier() const
     return false;
 }
 
+PDLVariant const& PDLExpression::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    scratch = evaluate(warnInvalid);
+    return scratch;
+}
+
 PDLExpressionList::PDLExpressionList() {}
 
 PDLExpressionList::~PDLExpressionList()
@@ -106,7 +113,8 @@ void PDLExpressionList::evaluateTo(PDLVariant& target, bool warnInvalid) const
             target = PDLVariant();
             return;
         }
-        PDLVariant const value = pExpression->evaluate(warnInvalid);
+        PDLVariant scratch;
+        PDLVariant const& value = pExpression->evaluateRef(warnInvalid, scratch);
         if (isInvalid(value))
         {
             target = PDLVariant();
@@ -116,7 +124,8 @@ void PDLExpressionList::evaluateTo(PDLVariant& target, bool warnInvalid) const
         {
             target.append(".");
         }
-        target.append(value.getString());
+        std::string text;
+        target.append(value.getStringRef(text));
         first = false;
     }
 }
@@ -169,6 +178,12 @@ PDLVariant PDLExpressionConstFloat::evaluate(bool /*warnInvalid*/) const
     return m_value;
 }
 
+PDLVariant const& PDLExpressionConstFloat::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstFloat*>(this);
+    return m_value;
+}
+
 PDLExpressionConstString::PDLExpressionConstString(std::string const& value) : m_value(value) {}
 
 PDLVariant PDLExpressionConstString::evaluate(bool /*warnInvalid*/) const
@@ -177,9 +192,21 @@ PDLVariant PDLExpressionConstString::evaluate(bool /*warnInvalid*/) const
     return m_value;
 }
 
+PDLVariant const& PDLExpressionConstString::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionConstString*>(this);
+    return m_value;
+}
+
 PDLExpressionIdentifier::PDLExpressionIdentifier(std::string const& value) : m_value(value) {}
 
 PDLVariant PDLExpressionIdentifier::evaluate(bool /*warnInvalid*/) const
+{
+    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionIdentifier*>(this);
+    return m_value;
+}
+
+PDLVariant const& PDLExpressionIdentifier::evaluateRef(bool /*warnInvalid*/, PDLVariant& /*scratch*/) const
 {
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionIdentifier*>(this);
     return m_value;
@@ -194,14 +221,15 @@ bool PDLExpressionIdentifier::isIdentifier() const
 // Variables
 
 PDLExpressionVariable::PDLExpressionVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping)
-    : m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pMappingExpression(pMapping)
+    : m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr),
+      m_pMappingExpression(pMapping)
 {
 }
 
 PDLExpressionVariable::~PDLExpressionVariable()
 {
     delete m_pMappingExpression;
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
 }
 
 void PDLExpressionVariable::onContextSet()
@@ -218,10 +246,20 @@ void PDLExpressionVariable::onContextSet()
 
 PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
 {
-    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionVariable*>(this);
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionVariable::evaluateGeneral(bool warnInvalid, PDLVariant& scratch) const
+{
     if (!PDL_CHECK(m_pProtoVariable) || !PDL_CHECK(m_pVariable))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
+    }
+    if (m_pMappingExpression == nullptr && m_pProtoVariable->m_pIndex == nullptr)
+    {
+        return m_pVariable->getValueRef(warnInvalid, scratch);
     }
     std::string mapping;
     if (m_pMappingExpression != nullptr)
@@ -229,16 +267,20 @@ PDLVariant PDLExpressionVariable::evaluate(bool warnInvalid) const
         PDLVariant const mappingValue = m_pMappingExpression->evaluate(warnInvalid);
         if (isInvalid(mappingValue))
         {
-            return PDLVariant();
+            scratch = PDLVariant();
+            return scratch;
         }
         mapping = mappingValue.getString();
     }
     if (m_pProtoVariable->m_pIndex != nullptr)
     {
-        PDLVariant const index = m_pProtoVariable->m_pIndex->evaluate(warnInvalid);
-        return m_pVariable->getValueAtIndex(index, mapping, warnInvalid);
+        PDLVariant indexScratch;
+        PDLVariant const& index = m_pProtoVariable->m_pIndex->evaluateRef(warnInvalid, indexScratch);
+        scratch = m_pVariable->getValueAtIndex(index, mapping, warnInvalid);
+        return scratch;
     }
-    return m_pVariable->getValue(mapping, warnInvalid);
+    scratch = m_pVariable->getValue(mapping, warnInvalid);
+    return scratch;
 }
 
 bool PDLExpressionVariable::hasChanged() const
@@ -248,12 +290,12 @@ bool PDLExpressionVariable::hasChanged() const
 
 PDLVariableDescription PDLExpressionVariable::getExpressionVariable() const
 {
-    std::string index;
+    PDLVariableDescription description(m_pVariable);
     if (m_pProtoVariable != nullptr && m_pProtoVariable->m_pIndex != nullptr)
     {
-        index = m_pProtoVariable->m_pIndex->evaluate(true).getString();
+        description.m_index = m_pProtoVariable->m_pIndex->evaluate(true).getString();
     }
-    return PDLVariableDescription(m_pVariable, index);
+    return description;
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -279,15 +321,16 @@ void PDLExpressionFunctionId::onContextSet()
 
 PDLVariant PDLExpressionFunctionId::evaluate(bool warnInvalid) const
 {
-    PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionFunctionId*>(this);
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionFunctionId::evaluateComposed(bool warnInvalid, PDLVariant& scratch) const
+{
     if (!PDL_CHECK(m_pFunctionIdComponents))
     {
-        return PDLVariant();
-    }
-    // A lone component keeps its kind: a single number stays a number.
-    if (m_pFunctionIdComponents->size() == 1 && m_pFunctionIdComponents->front() != nullptr)
-    {
-        return m_pFunctionIdComponents->front()->evaluate(warnInvalid);
+        scratch = PDLVariant();
+        return scratch;
     }
     m_pFunctionIdComponents->evaluateTo(m_value, warnInvalid);
     return m_value;
@@ -298,7 +341,14 @@ PDLVariableDescription PDLExpressionFunctionId::getExpressionVariable() const
     if (m_pFunctionIdComponents != nullptr && m_pFunctionIdComponents->size() == 1 &&
         m_pFunctionIdComponents->front() != nullptr)
     {
-        return m_pFunctionIdComponents->front()->getExpressionVariable();
+        PDLExpression const* pComponent = m_pFunctionIdComponents->front();
+        // The usual lone component, a variable, is called directly.
+        if (isExactly<PDLExpressionVariable>(*pComponent))
+        {
+            return static_cast<PDLExpressionVariable const*>(pComponent)
+                ->PDLExpressionVariable::getExpressionVariable();
+        }
+        return pComponent->getExpressionVariable();
     }
     return PDLVariableDescription(nullptr, "");
 }
@@ -424,18 +474,34 @@ void PDLExpressionAppend::onContextSet()
 
 PDLVariant PDLExpressionAppend::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionAppend::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionAppend*>(this);
     if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    PDLVariant const left = m_pLeftExpression->evaluate(warnInvalid);
-    PDLVariant const right = m_pRightExpression->evaluate(warnInvalid);
+    PDLVariant leftScratch;
+    PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    m_value = PDLVariant(left.getString() + right.getString());
+    std::string leftText;
+    std::string rightText;
+    std::string const& rightRef = right.getStringRef(rightText);
+    std::string text;
+    text.reserve(left.getStringRef(leftText).size() + rightRef.size());
+    text.append(left.getStringRef(leftText)).append(rightRef);
+    m_value = PDLVariant(std::move(text));
     return m_value;
 }
 
@@ -460,19 +526,30 @@ void PDLExpressionSubExp::onContextSet()
 
 PDLVariant PDLExpressionSubExp::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionSubExp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionSubExp*>(this);
     if (!PDL_CHECK(m_pSourceExpression) || !PDL_CHECK(m_pLengthExpression))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    PDLVariant const source = m_pSourceExpression->evaluate(warnInvalid);
-    PDLVariant const length = m_pLengthExpression->evaluate(warnInvalid);
+    // The source is copied: the result may be the source itself, and m_value is written below.
+    PDLVariant const source = m_pSourceExpression->evaluateRef(warnInvalid, scratch);
+    PDLVariant lengthScratch;
+    PDLVariant const& length = m_pLengthExpression->evaluateRef(warnInvalid, lengthScratch);
     if (isInvalid(source) || isInvalid(length))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     int32_t const n = length.getInt();
-    std::string const text = source.getString();
+    std::string sourceText;
+    std::string const& text = source.getStringRef(sourceText);
     int32_t const len = static_cast<int32_t>(text.size());
     switch (m_mode)
     {
@@ -517,12 +594,14 @@ PDLVariant PDLExpressionStrLen::evaluate(bool warnInvalid) const
     {
         return PDLVariant();
     }
-    PDLVariant const value = m_pExpression->evaluate(warnInvalid);
+    PDLVariant scratch;
+    PDLVariant const& value = m_pExpression->evaluateRef(warnInvalid, scratch);
     if (isInvalid(value))
     {
         return PDLVariant();
     }
-    return PDLVariant(static_cast<int>(value.getString().size()));
+    std::string text;
+    return PDLVariant(static_cast<int>(value.getStringRef(text).size()));
 }
 
 PDLExpressionStrCmp::PDLExpressionStrCmp(PDLExpression* pLeft, PDLExpression* pRight)
@@ -551,14 +630,18 @@ PDLVariant PDLExpressionStrCmp::evaluate(bool warnInvalid) const
     {
         return PDLVariant();
     }
-    PDLVariant const left = m_pExpressionLeft->evaluate(warnInvalid);
-    PDLVariant const right = m_pExpressionRight->evaluate(warnInvalid);
+    PDLVariant leftScratch;
+    PDLVariant const& left = m_pExpressionLeft->evaluateRef(warnInvalid, leftScratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pExpressionRight->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
         return PDLVariant();
     }
     // Bytes as unsigned; at equal prefixes the length difference, clamped to 32 bits.
-    return PDLVariant(left.getString().compare(right.getString()));
+    std::string leftText;
+    std::string rightText;
+    return PDLVariant(left.getStringRef(leftText).compare(right.getStringRef(rightText)));
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -585,75 +668,81 @@ void PDLExpressionMathOperator::onContextSet()
 
 PDLVariant PDLExpressionMathOperator::evaluate(bool warnInvalid) const
 {
+    PDLVariant scratch;
+    return evaluateRef(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionMathOperator::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
     PDLRunTimeInfo::s_pCurrentObject = const_cast<PDLExpressionMathOperator*>(this);
     if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
-    PDLVariant const left = m_pLeftExpression->evaluate(warnInvalid);
-    PDLVariant const right = m_pRightExpression->evaluate(warnInvalid);
+    PDLVariant const& left = m_pLeftExpression->evaluateRef(warnInvalid, scratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = m_pRightExpression->evaluateRef(warnInvalid, rightScratch);
     if (isInvalid(left) || isInvalid(right))
     {
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     if (!opEvaluate(left, right))
     {
         reportError("Math calculation error !", __FILE__, __LINE__);
-        return PDLVariant();
+        scratch = PDLVariant();
+        return scratch;
     }
     return m_value;
 }
 
-bool PDLExpressionMathOperator::isFloatOperation(PDLVariant const& left, PDLVariant const& right)
+// The five operations on two valid operands, writing the result; false after a reported error. Both
+// opEvaluate (the virtual form) and the operators' evaluateRef use them.
+namespace
 {
-    return left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat;
-}
-
-bool PDLExpressionPlusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computePlus(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
-        m_value = PDLVariant(left.getFloat() + right.getFloat());
+        result.setFloat(left.getFloat() + right.getFloat());
     }
     else
     {
-        m_value =
-            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) + static_cast<uint32_t>(right.getInt())));
+        result.setInt(wrap(static_cast<uint32_t>(left.getInt()) + static_cast<uint32_t>(right.getInt())));
     }
     return true;
 }
 
-bool PDLExpressionMinusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computeMinus(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
-        m_value = PDLVariant(left.getFloat() - right.getFloat());
+        result.setFloat(left.getFloat() - right.getFloat());
     }
     else
     {
-        m_value =
-            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) - static_cast<uint32_t>(right.getInt())));
+        result.setInt(wrap(static_cast<uint32_t>(left.getInt()) - static_cast<uint32_t>(right.getInt())));
     }
     return true;
 }
 
-bool PDLExpressionMultiplicationOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computeMultiplication(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
-        m_value = PDLVariant(left.getFloat() * right.getFloat());
+        result.setFloat(left.getFloat() * right.getFloat());
     }
     else
     {
-        m_value =
-            PDLVariant(wrap(static_cast<uint32_t>(left.getInt()) * static_cast<uint32_t>(right.getInt())));
+        result.setInt(wrap(static_cast<uint32_t>(left.getInt()) * static_cast<uint32_t>(right.getInt())));
     }
     return true;
 }
 
-bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+bool computeDivision(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
-    if (isFloatOperation(left, right))
+    if (left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat)
     {
         float const divisor = right.getFloat();
         if (divisor == 0.0f)
@@ -661,7 +750,7 @@ bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant cons
             reportError("Division by zero!", __FILE__, __LINE__);
             return false;
         }
-        m_value = PDLVariant(left.getFloat() / divisor);
+        result.setFloat(left.getFloat() / divisor);
         return true;
     }
     int32_t const dividend = left.getInt();
@@ -674,14 +763,14 @@ bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant cons
     // The one quotient that does not fit wraps around, as the processor's would if it did not trap.
     if (dividend == std::numeric_limits<int32_t>::min() && divisor == -1)
     {
-        m_value = PDLVariant(dividend);
+        result.setInt(dividend);
         return true;
     }
-    m_value = PDLVariant(dividend / divisor);
+    result.setInt(dividend / divisor);
     return true;
 }
 
-bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+inline bool computeModulo(PDLVariant const& left, PDLVariant const& right, PDLVariant& result)
 {
     int32_t const dividend = left.getInt();
     int32_t const divisor = right.getInt();
@@ -690,13 +779,70 @@ bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const&
         reportError("Division by zero!", __FILE__, __LINE__);
         return false;
     }
-    if (divisor == -1)
-    {
-        m_value = PDLVariant(0);
-        return true;
-    }
-    m_value = PDLVariant(dividend % divisor);
+    result.setInt(divisor == -1 ? 0 : dividend % divisor);
     return true;
+}
+} // namespace
+
+template <PDLExpressionMathOperator::Compute TCompute>
+PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLVariant& scratch) const
+{
+    PDLRunTimeInfo::s_pCurrentObject =
+        const_cast<PDLExpressionMathOperator*>(static_cast<PDLExpressionMathOperator const*>(this));
+    if (!PDL_CHECK(m_pLeftExpression) || !PDL_CHECK(m_pRightExpression))
+    {
+        return invalidResult(scratch);
+    }
+    PDLVariant const& left = evaluateOperand(*m_pLeftExpression, warnInvalid, scratch);
+    PDLVariant rightScratch;
+    PDLVariant const& right = evaluateOperand(*m_pRightExpression, warnInvalid, rightScratch);
+    if (isInvalid(left) || isInvalid(right))
+    {
+        return invalidResult(scratch);
+    }
+    if (!TCompute(left, right, m_value))
+    {
+        return failedResult(scratch);
+    }
+    return m_value;
+}
+
+PDLVariant const& PDLExpressionMathOperator::invalidResult(PDLVariant& scratch)
+{
+    scratch = PDLVariant();
+    return scratch;
+}
+
+PDLVariant const& PDLExpressionMathOperator::failedResult(PDLVariant& scratch)
+{
+    reportError("Math calculation error !", __FILE__, __LINE__);
+    scratch = PDLVariant();
+    return scratch;
+}
+
+bool PDLExpressionPlusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computePlus(left, right, m_value);
+}
+
+bool PDLExpressionMinusOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeMinus(left, right, m_value);
+}
+
+bool PDLExpressionMultiplicationOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeMultiplication(left, right, m_value);
+}
+
+bool PDLExpressionDivisionOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeDivision(left, right, m_value);
+}
+
+bool PDLExpressionModuloOp::opEvaluate(PDLVariant const& left, PDLVariant const& right) const
+{
+    return computeModulo(left, right, m_value);
 }
 
 // ---------------------------------------------------------------------------------------------------
@@ -858,14 +1004,15 @@ int PDLSetExpType::getCount() const
 
 PDLSetExpVariable::PDLSetExpVariable(PDLProtoVariable* pProtoVariable, PDLExpression* pMapping)
     : PDLSetExp(pProtoVariable != nullptr && pProtoVariable->m_isArray ? eTypeArray : eTypeSet),
-      m_pProtoVariable(pProtoVariable), m_pVariable(nullptr), m_pMappingExpression(pMapping)
+      m_pProtoVariable(PDLProtoVariable::share(pProtoVariable)), m_pVariable(nullptr),
+      m_pMappingExpression(pMapping)
 {
 }
 
 PDLSetExpVariable::~PDLSetExpVariable()
 {
     delete m_pMappingExpression;
-    delete m_pProtoVariable;
+    PDLProtoVariable::release(m_pProtoVariable);
 }
 
 void PDLSetExpVariable::onContextSet()
@@ -1071,6 +1218,15 @@ PDLVariantIteratorCont PDLSetExpSingleValue::begin() const
     return PDLVariantIteratorCont(m_begin.clone());
 }
 
+PDLVariant const* PDLSetExpSingleValue::evaluateValue(PDLVariant& scratch) const
+{
+    if (!PDL_CHECK(m_pSingleValue))
+    {
+        return nullptr;
+    }
+    return &m_pSingleValue->evaluateRef(true, scratch);
+}
+
 PDLVariantIteratorCont PDLSetExpSingleValue::end() const
 {
     return PDLVariantIteratorCont(m_end.clone());
@@ -1086,7 +1242,8 @@ bool PDLSetExpSingleValue::isElement(PDLVariant const& value) const
     {
         return false;
     }
-    return m_pSingleValue->evaluate(true) == value;
+    PDLVariant scratch;
+    return m_pSingleValue->evaluateRef(true, scratch) == value;
 }
 
 std::string PDLSetExpSingleValue::getTypeName() const
@@ -1102,4 +1259,29 @@ std::string PDLSetExpSingleValue::getTypeName() const
 int PDLSetExpSingleValue::getCount() const
 {
     return 1;
+}
+
+PDLVariant const& PDLExpressionPlusOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computePlus>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionMinusOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeMinus>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionMultiplicationOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeMultiplication>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionDivisionOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeDivision>(warnInvalid, scratch);
+}
+
+PDLVariant const& PDLExpressionModuloOp::evaluateRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    return evaluateWith<computeModulo>(warnInvalid, scratch);
 }

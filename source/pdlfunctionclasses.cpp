@@ -2,7 +2,9 @@
 
 #include "pdlcommandclasses.h"
 #include "pdlmodule.h"
+#include "pdlsequenceclasses.h"
 #include "pdltypeclasses.h"
+#include "pdlwidgetclasses.h"
 
 #include <basekit/fidhelper.h>
 #include <basekit/uniqueids.h>
@@ -136,15 +138,10 @@ void PDLFunction::init()
     m_pFunctionCode->setContext(this, false);
 }
 
-PDLVariable* PDLFunction::getParameterVariable(int index)
+void PDLFunction::reportParameterIndex()
 {
-    if (index < 0 || static_cast<size_t>(index) >= m_argVariables.size())
-    {
-        report(rtk::LogOutput::eLevelFatal, "index >= 0 && (size_t) index < m_argVariables.size()", __FILE__,
-               __LINE__);
-        return nullptr;
-    }
-    return m_argVariables[static_cast<size_t>(index)];
+    report(rtk::LogOutput::eLevelFatal, "index >= 0 && (size_t) index < m_argVariables.size()", __FILE__,
+           __LINE__);
 }
 
 bool PDLFunction::execute(PDLContext* pCallingContext)
@@ -161,6 +158,27 @@ bool PDLFunction::execute(PDLContext* pCallingContext)
 
 // ---------------------------------------------------------------------------------------------------
 // PDLCommandFunctionCall
+
+namespace
+{
+// The argument's getExpressionVariable; the usual argument class is called directly.
+PDLVariableDescription describeArgument(PDLBaseExpression const& argument)
+{
+    if (isExactly<PDLExpressionFunctionId>(argument))
+    {
+        return static_cast<PDLExpressionFunctionId const&>(argument)
+            .PDLExpressionFunctionId::getExpressionVariable();
+    }
+    return argument.getExpressionVariable();
+}
+
+// A function id of one variable read without index: describing it evaluates nothing.
+bool isLoneVariable(PDLBaseExpression const& argument)
+{
+    return isExactly<PDLExpressionFunctionId>(argument) &&
+           static_cast<PDLExpressionFunctionId const&>(argument).isLoneVariable();
+}
+} // namespace
 
 PDLCommandFunctionCall::PDLCommandFunctionCall(std::string const& functionName, PDLArgumentList* pArguments)
     : PDLCommand(true), m_functionName(functionName), m_pArguments(pArguments), m_pFunction(nullptr)
@@ -265,8 +283,8 @@ bool PDLCommandFunctionCall::onExecute()
             {
                 continue;
             }
-            PDLVariableDescription const place = pArgument->getExpressionVariable();
-            if (place.m_pVariable != nullptr)
+            PDLVariableDescription const place = describeArgument(*pArgument);
+            if (place.m_pVariable != nullptr && place.m_pVariable->getTypeName() != pParameter->getTypeName())
             {
                 // A parameter has the type of its argument, so mapped reads work on it.
                 pParameter->setTypeName(place.m_pVariable->getTypeName());
@@ -275,12 +293,24 @@ bool PDLCommandFunctionCall::onExecute()
             {
             case PDLVariable::eContainerSimple:
             {
-                auto* pExpr = dynamic_cast<PDLExpression*>(pArgument);
+                // The usual argument, a lone variable or value, without the cost of a dynamic_cast.
+                auto* pExpr = isExactly<PDLExpressionFunctionId>(*pArgument)
+                                  ? static_cast<PDLExpression*>(pArgument)
+                                  : dynamic_cast<PDLExpression*>(pArgument);
                 if (!PDL_CHECK(pExpr))
                 {
                     return false;
                 }
-                pParameter->setValue(pExpr->evaluate(false));
+                PDLVariant scratch;
+                PDLVariant const& value = evaluateOperand(*pExpr, false, scratch);
+                if (isExactly<PDLVariableSimple>(*pParameter))
+                {
+                    static_cast<PDLVariableSimple*>(pParameter)->PDLVariableSimple::setValue(value);
+                }
+                else
+                {
+                    pParameter->setValue(value);
+                }
                 break;
             }
             case PDLVariable::eContainerSet:
@@ -320,7 +350,16 @@ bool PDLCommandFunctionCall::onExecute()
 
     // The outermost caller stays the calling context down any depth of calls. The body's result is
     // dropped: an exit ends the function only.
-    auto* pCallingFunction = dynamic_cast<PDLFunction*>(m_pContext);
+    // Calls come from widgets, sequences and functions; only an unusual context needs the dynamic_cast.
+    PDLFunction* pCallingFunction = nullptr;
+    if (isExactly<PDLFunction>(*m_pContext))
+    {
+        pCallingFunction = static_cast<PDLFunction*>(m_pContext);
+    }
+    else if (!isExactly<PDLWidget>(*m_pContext) && !isExactly<PDLSequence>(*m_pContext))
+    {
+        pCallingFunction = dynamic_cast<PDLFunction*>(m_pContext);
+    }
     m_pFunction->execute(pCallingFunction != nullptr ? pCallingFunction->getCallingContext() : m_pContext);
 
     // Copy out the REF parameters the body changed.
@@ -334,8 +373,15 @@ bool PDLCommandFunctionCall::onExecute()
             {
                 continue;
             }
-            PDLVariableDescription place = pArgument->getExpressionVariable();
-            if (pParameter->isReference() && pParameter->isChanged() && !pParameter->copyTo(place))
+            bool const copyBack = pParameter->isReference() && pParameter->isChanged();
+            // The argument is described again for every parameter; when nothing is copied back and the
+            // description cannot report anything (a lone variable without index), it is left out.
+            if (!copyBack && isLoneVariable(*pArgument))
+            {
+                continue;
+            }
+            PDLVariableDescription place = describeArgument(*pArgument);
+            if (copyBack && !pParameter->copyTo(place))
             {
                 report(rtk::LogOutput::eLevelError, "copy failed", __FILE__, __LINE__);
             }

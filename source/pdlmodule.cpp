@@ -16,6 +16,7 @@
 
 #include <logkit/logging.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -221,15 +222,15 @@ PDLModule::ESourceCheck PDLModule::takeSourceIntoUse(FILE* pFile, rtk::Path cons
     }
     if (header.m_type != PDLEncryptionHeader::s_typeIsaac)
     {
-        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "File " + name + " has unknown rtk::encryption type!",
-                               __FILE__, __LINE__);
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError,
+                               "File " + name + " has unknown rtk::encryption type!", __FILE__, __LINE__);
         return eSourceRefused;
     }
     m_encrypted = true;
     if (header.m_keyHash != rtk::EncryptionKey::getKeyHash(m_key))
     {
-        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError, "File " + name + " has unknown rtk::encryption key!",
-                               __FILE__, __LINE__);
+        PDLRunTimeInfo::report(rtk::LogOutput::eLevelError,
+                               "File " + name + " has unknown rtk::encryption key!", __FILE__, __LINE__);
         return eSourceRefused;
     }
     // Each include level has its own cipher, so an includer goes on at its own key stream position.
@@ -302,7 +303,8 @@ bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
     catch (PDLScanError const& error)
     {
         // The scanning machine gave up (no memory for a buffer): this load fails, the process goes on.
-        std::cerr << "Failed to read file \"" << g_lexFilePath.getString() << "\": " << error.what() << std::endl;
+        std::cerr << "Failed to read file \"" << g_lexFilePath.getString() << "\": " << error.what()
+                  << std::endl;
         ++PDLParseInfo::m_errorCount;
     }
     lexSetDecodeHook(previousDecode);
@@ -398,6 +400,10 @@ void PDLModule::releaseContent(bool log)
         }
     };
 
+    // The line table goes first: each command forgets its line as it is deleted, which is then a search
+    // in an empty table rather than one removal per command from a long one.
+    std::vector<std::pair<int, PDLCommand*>>().swap(m_commandsByLine);
+
     for (PDLInitSection* pInitSection : m_initSections)
     {
         delete pInitSection;
@@ -442,9 +448,8 @@ void PDLModule::releaseContent(bool log)
     m_widgetsByID.clear();
     m_runningSequences.clear();
     m_variablesInFile.clear();
-    // The commands of the lines are gone: a breakpoint must not reach them, and the next load records
-    // its own.
-    m_commandsByLine.clear();
+    // The commands of the lines are gone (the table was emptied above): a breakpoint must not reach
+    // them, and the next load records its own.
     step(" Module Cleared");
 
     // Changes of the module's variables not yet turned into events must not outlive the variables.
@@ -734,24 +739,38 @@ bool PDLModule::hasVariableInFile(std::string const& name) const
     return m_variablesInFile.find(name) != m_variablesInFile.end();
 }
 
+namespace
+{
+bool lineBefore(std::pair<int, PDLCommand*> const& entry, int line)
+{
+    return entry.first < line;
+}
+
+bool lineAfter(int line, std::pair<int, PDLCommand*> const& entry)
+{
+    return line < entry.first;
+}
+} // namespace
+
 void PDLModule::addCommand(int line, PDLCommand* pCommand)
 {
     // Later commands of a line are kept behind the first: should the first be thrown away, the next
-    // takes its place.
-    m_commandsByLine.emplace(line, pCommand);
+    // takes its place. Commands come mostly in line order, so the insertion is mostly an append.
+    auto const position = std::upper_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineAfter);
+    m_commandsByLine.emplace(position, line, pCommand);
 }
 
 PDLCommand* PDLModule::getCommand(int line) const
 {
-    // Equal keys keep their order of insertion: the lower bound is the first recorded.
-    auto it = m_commandsByLine.lower_bound(line);
+    // Equal lines keep their order of insertion: the lower bound is the first recorded.
+    auto it = std::lower_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineBefore);
     return it != m_commandsByLine.end() && it->first == line ? it->second : nullptr;
 }
 
 void PDLModule::forgetCommand(int line, PDLCommand const* pCommand)
 {
-    auto const range = m_commandsByLine.equal_range(line);
-    for (auto it = range.first; it != range.second; ++it)
+    auto it = std::lower_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineBefore);
+    for (; it != m_commandsByLine.end() && it->first == line; ++it)
     {
         if (it->second == pCommand)
         {

@@ -130,7 +130,7 @@ void PDLSymbolTable::dump() const
 PDLContext::PDLContext(PDLContext* pParent, UniqueModuleID const& id)
     : m_pParent(pParent), m_line(0), m_moduleID(id)
 {
-    m_symbolTables.push_front(new PDLSymbolTable());
+    m_symbolTables.push_back(new PDLSymbolTable());
     setFilePosition(PDLParseInfo::m_filePath, PDLParseInfo::m_line);
     PDLRunTimeInfo::s_pCurrentContext = this;
     PDLRunTimeInfo::s_pCurrentObject = nullptr;
@@ -234,7 +234,7 @@ bool PDLContext::hasVariable(std::string const& name) const
 {
     for (PDLContext const* pContext = this; pContext != nullptr; pContext = pContext->m_pParent)
     {
-        if (pContext->m_symbolTables.front()->hasVariable(name))
+        if (pContext->m_symbolTables.back()->hasVariable(name))
         {
             return true;
         }
@@ -245,7 +245,7 @@ bool PDLContext::hasVariable(std::string const& name) const
 PDLVariable* PDLContext::getVariable(std::string const& name, bool registerEvent, bool separateEvent)
 {
     PDLVariable* pVariable = nullptr;
-    PDLSymbolTable* pTop = m_symbolTables.front();
+    PDLSymbolTable* pTop = m_symbolTables.back();
     if (pTop->hasVariable(name))
     {
         pVariable = pTop->getVariable(name);
@@ -272,7 +272,7 @@ PDLVariable* PDLContext::getVariable(std::string const& name, bool registerEvent
 
 PDLVariable* PDLContext::getLocalVariable(std::string const& name)
 {
-    PDLSymbolTable* pTop = m_symbolTables.front();
+    PDLSymbolTable* pTop = m_symbolTables.back();
     if (!pTop->hasVariable(name))
     {
         reportError("undeclared local variable " + name, __FILE__, __LINE__);
@@ -285,7 +285,7 @@ bool PDLContext::isNonlocalVariableName(std::string const& name) const
 {
     for (PDLContext const* pContext = this; pContext != nullptr; pContext = pContext->m_pParent)
     {
-        auto const& variables = pContext->m_symbolTables.front()->getVariables();
+        auto const& variables = pContext->m_symbolTables.back()->getVariables();
         auto it = variables.find(name);
         if (it != variables.end() && it->second != nullptr)
         {
@@ -297,12 +297,12 @@ bool PDLContext::isNonlocalVariableName(std::string const& name) const
 
 bool PDLContext::pushSymbolTable()
 {
-    PDLSymbolTable* pTop = m_symbolTables.front();
+    PDLSymbolTable* pTop = m_symbolTables.back();
     bool const recursive = m_symbolTables.size() != 1;
     // The first call runs on the table itself; a recursive one on a copy of the caller's table.
     PDLSymbolTable* pPushed = recursive ? new PDLSymbolTable(*pTop) : pTop;
     pPushed->resetVariables();
-    m_symbolTables.push_front(pPushed);
+    m_symbolTables.push_back(pPushed);
     return recursive;
 }
 
@@ -313,9 +313,9 @@ bool PDLContext::popSymbolTable()
         reportFatal("trying to pop last symbol table", __FILE__, __LINE__);
         return false;
     }
-    PDLSymbolTable* pRemoved = m_symbolTables.front();
-    m_symbolTables.pop_front();
-    if (m_symbolTables.front() == pRemoved)
+    PDLSymbolTable* pRemoved = m_symbolTables.back();
+    m_symbolTables.pop_back();
+    if (m_symbolTables.back() == pRemoved)
     {
         return false;
     }
@@ -364,7 +364,7 @@ void PDLContext::createVariables(EScope scope, std::string const& typeName, PDLP
         return;
     }
 
-    PDLSymbolTable* pTable = pTarget->m_symbolTables.front();
+    PDLSymbolTable* pTable = pTarget->m_symbolTables.back();
     bool const shared = scope != eScopeModule && scope != eScopeLocal;
     for (PDLProtoVariable*& pProto : *pProtos)
     {

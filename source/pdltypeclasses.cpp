@@ -12,6 +12,10 @@
 
 #include <iomanip>
 #include <iostream>
+#include <map>
+#include <mutex>
+#include <set>
+#include <tuple>
 
 namespace
 {
@@ -288,6 +292,67 @@ PDLProtoVariable::~PDLProtoVariable()
 #endif
 }
 
+namespace
+{
+// The shared prototypes, by contents. Never destroyed, so that nodes deleted while the process ends
+// still find their records.
+struct SharedProtos
+{
+    std::mutex m_mutex;
+    std::map<std::tuple<std::string, std::string, bool, bool, bool, bool>, PDLProtoVariable*> m_byContents;
+    std::set<PDLProtoVariable const*> m_shared;
+};
+
+SharedProtos& sharedProtos()
+{
+    static SharedProtos* const s_pShared = new SharedProtos();
+    return *s_pShared;
+}
+} // namespace
+
+PDLProtoVariable* PDLProtoVariable::share(PDLProtoVariable* pProto)
+{
+    if (pProto == nullptr || pProto->m_pIndex != nullptr)
+    {
+        return pProto;
+    }
+    SharedProtos& shared = sharedProtos();
+    std::lock_guard<std::mutex> guard(shared.m_mutex);
+    if (shared.m_shared.count(pProto) != 0)
+    {
+        return pProto;
+    }
+    auto const key = std::make_tuple(pProto->m_name, pProto->m_typeName, pProto->m_isArray, pProto->m_isSet,
+                                     pProto->m_isReference, pProto->m_generateEvents);
+    auto const found = shared.m_byContents.find(key);
+    if (found != shared.m_byContents.end())
+    {
+        delete pProto;
+        return found->second;
+    }
+    shared.m_byContents.emplace(key, pProto);
+    shared.m_shared.insert(pProto);
+    return pProto;
+}
+
+void PDLProtoVariable::release(PDLProtoVariable* pProto)
+{
+    if (pProto == nullptr)
+    {
+        return;
+    }
+    if (pProto->m_pIndex == nullptr)
+    {
+        SharedProtos& shared = sharedProtos();
+        std::lock_guard<std::mutex> guard(shared.m_mutex);
+        if (shared.m_shared.count(pProto) != 0)
+        {
+            return;
+        }
+    }
+    delete pProto;
+}
+
 PDLVariable* createDeclaredVariable(EScope scope, std::string const& typeName, PDLProtoVariable const& proto,
                                     bool persistent, UniqueModuleID const& moduleID)
 {
@@ -422,13 +487,15 @@ int PDLVariable::getCount() const
     return 1;
 }
 
-void PDLVariable::setChangeFlag()
+PDLVariant const& PDLVariable::getValueRef(bool warnInvalid, PDLVariant& scratch) const
 {
-    // Queued at most once until the engine lowers the flag.
-    if (m_readOnly || m_changed)
-    {
-        return;
-    }
+    scratch = getValue(std::string(), warnInvalid);
+    return scratch;
+}
+
+void PDLVariable::raiseChangeFlag()
+{
+    // Queued at most once until the engine lowers the flag (setChangeFlag tests both flags first).
     m_changed = true;
     if (m_scope == eScopeLocal || !m_generateEvents)
     {
@@ -447,7 +514,10 @@ void PDLVariable::reset()
     {
         return;
     }
-    m_typeName = m_declaredTypeName;
+    if (m_typeName != m_declaredTypeName)
+    {
+        m_typeName = m_declaredTypeName;
+    }
     m_changed = false;
     if (!m_persistent)
     {
@@ -590,6 +660,11 @@ bool PDLVariableSimple::isValid() const
 
 void PDLVariableSimple::setInvalid()
 {
+    if (!m_persistent)
+    {
+        m_value = PDLVariant();
+        return;
+    }
     setStoredValue(m_value, PDLVariant());
 }
 
@@ -599,9 +674,13 @@ bool PDLVariableSimple::copyTo(PDLVariableDescription& description) const
     {
         return false;
     }
-    if (auto* pSimple = dynamic_cast<PDLVariableSimple*>(description.m_pVariable))
+    auto* pSimple = isExactly<PDLVariableSimple>(*description.m_pVariable)
+                        ? static_cast<PDLVariableSimple*>(description.m_pVariable)
+                        : dynamic_cast<PDLVariableSimple*>(description.m_pVariable);
+    if (pSimple != nullptr)
     {
-        pSimple->setValue(getValue("", true));
+        PDLVariant scratch;
+        pSimple->setValue(getValueRef(true, scratch));
         return true;
     }
     if (auto* pArray = dynamic_cast<PDLVariableArray*>(description.m_pVariable))
@@ -615,7 +694,7 @@ bool PDLVariableSimple::copyTo(PDLVariableDescription& description) const
     return false;
 }
 
-void PDLVariableSimple::setValue(PDLVariant const& value)
+void PDLVariableSimple::setValueGeneral(PDLVariant const& value)
 {
     if (value.getKind() != PDLVariant::eInvalid)
     {
@@ -677,6 +756,19 @@ void PDLVariableSimple::setValueBool(bool value)
     }
     setStoredValue(m_value, PDLVariant(value));
     setChangeFlag();
+}
+
+PDLVariant const& PDLVariableSimple::getValueRef(bool warnInvalid, PDLVariant& scratch) const
+{
+    if (m_persistent)
+    {
+        return PDLVariable::getValueRef(warnInvalid, scratch);
+    }
+    if (warnInvalid && m_value.getKind() == PDLVariant::eInvalid)
+    {
+        reportWarning("Variable " + m_name + " is invalid", __FILE__, __LINE__);
+    }
+    return m_value;
 }
 
 PDLVariant PDLVariableSimple::getValue(std::string const& mapping, bool warnInvalid) const
@@ -1062,7 +1154,9 @@ void PDLVariableArray::setValueAtIndex(PDLVariant const& index, PDLVariant const
         m_elements.erase(it);
         return;
     }
-    if (getStoredValue(it->second) == value)
+    PDLVariant stored;
+    PDLVariant const& current = m_persistent ? (stored = getStoredValue(it->second)) : it->second;
+    if (current == value)
     {
         return;
     }

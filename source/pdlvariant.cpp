@@ -57,193 +57,85 @@ std::string formatGeneral4(double value)
     return fixed;
 }
 
-// Truncation toward zero; NaN and values outside the 32-bit range give the integer indefinite, as
-// the processor's conversion instruction does.
-std::int32_t truncateToInt(float value)
-{
-    if (value >= -2147483648.0f && value < 2147483648.0f)
-    {
-        return static_cast<std::int32_t>(value);
-    }
-    return std::numeric_limits<std::int32_t>::min();
-}
 } // namespace
 
-PDLVariant::PDLVariant() : m_kind(eInvalid)
+// ---- PDLVariantText ----
+
+std::string const PDLVariantText::s_empty;
+
+PDLVariantText::PDLVariantText(std::string const& text)
+    : m_pShared(text.empty() ? nullptr : new Shared{{1}, text})
+{
+}
+
+PDLVariantText::PDLVariantText(std::string&& text)
+    : m_pShared(text.empty() ? nullptr : new Shared{{1}, std::move(text)})
+{
+}
+
+void PDLVariantText::release() noexcept
+{
+    // The last holder frees the text; acquire pairs with the other holders' releases.
+    if (m_pShared->m_references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    {
+        delete m_pShared;
+    }
+    m_pShared = nullptr;
+}
+
+std::string& PDLVariantText::modify()
+{
+    if (m_pShared == nullptr)
+    {
+        m_pShared = new Shared{{1}, std::string()};
+    }
+    else if (m_pShared->m_references.load(std::memory_order_acquire) != 1)
+    {
+        Shared* pCopy = new Shared{{1}, m_pShared->m_text};
+        release();
+        m_pShared = pCopy;
+    }
+    return m_pShared->m_text;
+}
+
+void PDLVariantText::clear()
+{
+    if (m_pShared != nullptr)
+    {
+        release();
+    }
+}
+
+// ---- PDLVariant ----
+
+PDLVariant::PDLVariant(char const* pText)
+    : m_kind(eString), m_string(std::string(pText != nullptr ? pText : ""))
 {
     m_scalar.m_int = 0;
-}
-
-PDLVariant::PDLVariant(bool value) : m_kind(eBool)
-{
-    m_scalar.m_int = 0;
-    m_scalar.m_bool = value;
-}
-
-PDLVariant::PDLVariant(int value) : m_kind(eInt)
-{
-    m_scalar.m_int = value;
-}
-
-PDLVariant::PDLVariant(unsigned int value) : m_kind(eInt)
-{
-    m_scalar.m_int = static_cast<std::int32_t>(value);
-}
-
-PDLVariant::PDLVariant(float value) : m_kind(eFloat)
-{
-    m_scalar.m_float = value;
-}
-
-PDLVariant::PDLVariant(char const* pText) : m_kind(eString), m_string(pText != nullptr ? pText : "")
-{
-    m_scalar.m_int = 0;
-}
-
-PDLVariant::PDLVariant(std::string const& text) : m_kind(eString), m_string(text)
-{
-    m_scalar.m_int = 0;
-}
-
-PDLVariant::PDLVariant(PDLVariant const& other) : m_kind(other.m_kind), m_scalar(other.m_scalar)
-{
-    // Only a String's text is copied, so that copying a number never allocates.
-    if (m_kind == eString)
-    {
-        m_string = other.m_string;
-    }
-}
-
-PDLVariant::PDLVariant(PDLVariant&& other) noexcept : m_kind(other.m_kind), m_scalar(other.m_scalar)
-{
-    if (m_kind == eString)
-    {
-        m_string = std::move(other.m_string);
-    }
-}
-
-PDLVariant& PDLVariant::operator=(PDLVariant const& other)
-{
-    if (this == &other)
-    {
-        return *this;
-    }
-    m_kind = other.m_kind;
-    switch (m_kind)
-    {
-    case eBool:
-    case eInt:
-    case eFloat:
-        m_scalar = other.m_scalar;
-        break;
-    case eString:
-        m_string = other.m_string;
-        break;
-    default:
-        break;
-    }
-    return *this;
-}
-
-PDLVariant& PDLVariant::operator=(PDLVariant&& other) noexcept
-{
-    if (this == &other)
-    {
-        return *this;
-    }
-    m_kind = other.m_kind;
-    switch (m_kind)
-    {
-    case eBool:
-    case eInt:
-    case eFloat:
-        m_scalar = other.m_scalar;
-        break;
-    case eString:
-        m_string = std::move(other.m_string);
-        break;
-    default:
-        break;
-    }
-    return *this;
-}
-
-void PDLVariant::setBool(bool value)
-{
-    m_kind = eBool;
-    m_scalar.m_int = 0;
-    m_scalar.m_bool = value;
-}
-
-void PDLVariant::setInt(int value)
-{
-    m_kind = eInt;
-    m_scalar.m_int = value;
-}
-
-void PDLVariant::setFloat(float value)
-{
-    m_kind = eFloat;
-    m_scalar.m_float = value;
 }
 
 void PDLVariant::setString(std::string const& text)
 {
     m_kind = eString;
-    m_string = text;
+    m_string = PDLVariantText(text);
 }
 
-bool PDLVariant::getBool() const
+bool PDLVariant::textToBool() const
 {
-    switch (m_kind)
-    {
-    case eBool:
-        return m_scalar.m_bool;
-    case eInt:
-        return m_scalar.m_int != 0;
-    case eFloat:
-        return m_scalar.m_float != 0.0f; // a NaN is unequal to zero, so true
-    case eString:
-        return m_string == "ON" || m_string == "TRUE";
-    default:
-        return false;
-    }
+    std::string const& text = m_string.get();
+    return text == "ON" || text == "TRUE";
 }
 
-int PDLVariant::getInt() const
+int PDLVariant::textToInt() const
 {
-    switch (m_kind)
-    {
-    case eBool:
-        return m_scalar.m_bool ? 1 : 0;
-    case eInt:
-        return m_scalar.m_int;
-    case eFloat:
-        return truncateToInt(m_scalar.m_float);
-    case eString:
-        // strtol clamps to the range of long; only the low 32 bits are kept.
-        return static_cast<std::int32_t>(
-            static_cast<std::uint32_t>(std::strtol(m_string.c_str(), nullptr, 10)));
-    default:
-        return 0;
-    }
+    // strtol clamps to the range of long; only the low 32 bits are kept.
+    return static_cast<std::int32_t>(
+        static_cast<std::uint32_t>(std::strtol(m_string.get().c_str(), nullptr, 10)));
 }
 
-float PDLVariant::getFloat() const
+float PDLVariant::textToFloat() const
 {
-    switch (m_kind)
-    {
-    case eBool:
-        return m_scalar.m_bool ? 1.0f : 0.0f;
-    case eInt:
-        return static_cast<float>(m_scalar.m_int);
-    case eFloat:
-        return m_scalar.m_float;
-    case eString:
-        return static_cast<float>(std::strtod(m_string.c_str(), nullptr));
-    default:
-        return 0.0f;
-    }
+    return static_cast<float>(std::strtod(m_string.get().c_str(), nullptr));
 }
 
 std::string PDLVariant::getString() const
@@ -257,7 +149,7 @@ std::string PDLVariant::getString() const
     case eFloat:
         return formatFloat(m_scalar.m_float);
     case eString:
-        return m_string;
+        return m_string.get();
     default:
         return std::string();
     }
@@ -310,30 +202,17 @@ void PDLVariant::append(std::string const& text)
 {
     if (m_kind != eString)
     {
-        m_string = getString();
+        m_string = PDLVariantText(getString());
         m_kind = eString;
     }
-    m_string += text;
+    if (!text.empty())
+    {
+        m_string.modify() += text;
+    }
 }
 
-bool PDLVariant::operator==(PDLVariant const& other) const
+bool PDLVariant::equalsOtherKind(PDLVariant const& other) const
 {
-    if (m_kind == other.m_kind)
-    {
-        switch (m_kind)
-        {
-        case eBool:
-            return m_scalar.m_bool == other.m_scalar.m_bool;
-        case eInt:
-            return m_scalar.m_int == other.m_scalar.m_int;
-        case eFloat:
-            return m_scalar.m_float == other.m_scalar.m_float;
-        case eString:
-            return m_string == other.m_string;
-        default:
-            return true; // two Invalids
-        }
-    }
     if (m_kind == eInvalid || other.m_kind == eInvalid)
     {
         return false;

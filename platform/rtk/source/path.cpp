@@ -26,12 +26,41 @@ std::vector<std::string> splitElements(std::string const& text)
 }
 } // namespace
 
+Path::Shared* Path::share(std::string const& text)
+{
+    return text.empty() ? nullptr : new Shared{{1}, text};
+}
+
+std::string const& Path::emptyText()
+{
+    // Never destroyed: paths may still be read while static objects go away at exit.
+    static std::string const* const s_pEmpty = new std::string();
+    return *s_pEmpty;
+}
+
+void Path::release() noexcept
+{
+    if (m_pShared != nullptr && m_pShared->m_references.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    {
+        delete m_pShared;
+    }
+    m_pShared = nullptr;
+}
+
+void Path::assign(std::string const& text)
+{
+    Shared* pNew = share(text);
+    release();
+    m_pShared = pNew;
+}
+
 void Path::fixNotFullQualified()
 {
-    if (m_text.empty())
+    if (isEmpty())
         return;
+    std::string const current = getString();
     bool const absolute = isAbsolute();
-    std::vector<std::string> const elements = splitElements(m_text);
+    std::vector<std::string> const elements = splitElements(current);
     std::vector<std::string> result;
     for (size_t i = 0; i < elements.size(); ++i)
     {
@@ -63,43 +92,47 @@ void Path::fixNotFullQualified()
             text += '/';
         text += result[i];
     }
-    m_text = text;
+    assign(text);
 }
 
 void Path::cutBack()
 {
-    size_t end = m_text.size();
-    while (end > 1 && m_text[end - 1] == '/')
+    std::string text = getString();
+    size_t end = text.size();
+    while (end > 1 && text[end - 1] == '/')
         --end;
-    size_t const slash = m_text.rfind('/', end == 0 ? 0 : end - 1);
+    size_t const slash = text.rfind('/', end == 0 ? 0 : end - 1);
     if (slash == std::string::npos)
     {
-        m_text.clear();
+        assign(std::string());
         return;
     }
     size_t keep = slash;
-    while (keep > 0 && m_text[keep - 1] == '/')
+    while (keep > 0 && text[keep - 1] == '/')
         --keep;
-    m_text.resize(keep == 0 ? 1 : keep); // keep the root of an absolute path
+    text.resize(keep == 0 ? 1 : keep); // keep the root of an absolute path
+    assign(text);
 }
 
 Path& Path::append(std::string const& element)
 {
-    if (m_text.empty())
+    if (isEmpty())
     {
-        m_text = element;
+        assign(element);
         return *this;
     }
     if (element.empty())
         return *this;
-    bool const endsWithSeparator = m_text.back() == '/';
+    std::string text = getString();
+    bool const endsWithSeparator = text.back() == '/';
     bool const startsWithSeparator = element.front() == '/';
     if (endsWithSeparator && startsWithSeparator)
-        m_text.append(element, 1, std::string::npos);
+        text.append(element, 1, std::string::npos);
     else if (endsWithSeparator || startsWithSeparator)
-        m_text += element;
+        text += element;
     else
-        m_text += '/' + element;
+        text += '/' + element;
+    assign(text);
     return *this;
 }
 
@@ -112,12 +145,13 @@ Path Path::operator+(std::string const& element) const
 
 std::string Path::getLastElement() const
 {
-    size_t end = m_text.size();
-    while (end > 0 && m_text[end - 1] == '/')
+    std::string const& text = getString();
+    size_t end = text.size();
+    while (end > 0 && text[end - 1] == '/')
         --end;
-    size_t const slash = end == 0 ? std::string::npos : m_text.rfind('/', end - 1);
+    size_t const slash = end == 0 ? std::string::npos : text.rfind('/', end - 1);
     size_t const start = slash == std::string::npos ? 0 : slash + 1;
-    return m_text.substr(start, end - start);
+    return text.substr(start, end - start);
 }
 
 Path Path::getTempDirPath()

@@ -1,23 +1,50 @@
 #ifndef RTK_PATH_H
 #define RTK_PATH_H
 
+#include <atomic>
 #include <string>
+#include <utility>
 
 namespace rtk
 {
 // A file system path held as text with '/' as separator. Nothing here touches the file system except
 // the current directory operations.
+//
+// The text is shared: copies of a path point at one reference-counted string (an empty path holds
+// none), so the many objects that record the file they came from cost a pointer each. Changing
+// operations build a new text for the changed path only.
 class Path
 {
 public:
-    Path() {}
-    Path(std::string const& text) : m_text(text) {}
-    Path(char const* pText) : m_text(pText != nullptr ? pText : "") {}
+    Path() noexcept : m_pShared(nullptr) {}
+    Path(std::string const& text) : m_pShared(share(text)) {}
+    Path(char const* pText) : m_pShared(pText != nullptr && pText[0] != '\0' ? share(pText) : nullptr) {}
+    Path(Path const& other) noexcept : m_pShared(other.m_pShared)
+    {
+        if (m_pShared != nullptr)
+        {
+            m_pShared->m_references.fetch_add(1, std::memory_order_relaxed);
+        }
+    }
+    Path(Path&& other) noexcept : m_pShared(other.m_pShared) { other.m_pShared = nullptr; }
+    ~Path() { release(); }
 
-    std::string const& getString() const { return m_text; }
-    char const* c_str() const { return m_text.c_str(); }
-    bool isEmpty() const { return m_text.empty(); }
-    bool isAbsolute() const { return !m_text.empty() && m_text[0] == '/'; }
+    Path& operator=(Path const& other) noexcept
+    {
+        Path copy(other);
+        std::swap(m_pShared, copy.m_pShared);
+        return *this;
+    }
+    Path& operator=(Path&& other) noexcept
+    {
+        std::swap(m_pShared, other.m_pShared);
+        return *this;
+    }
+
+    std::string const& getString() const { return m_pShared != nullptr ? m_pShared->m_text : emptyText(); }
+    char const* c_str() const { return getString().c_str(); }
+    bool isEmpty() const { return m_pShared == nullptr; }
+    bool isAbsolute() const { return !isEmpty() && getString()[0] == '/'; }
 
     // Normalises the text: repeated separators become one, "." elements go, "x/.." pairs are resolved
     // where an element stands before the "..", a trailing separator goes. The last element keeps its
@@ -40,12 +67,28 @@ public:
     static Path getCurrentDirectory();
     static bool setCurrentDirectory(Path const& path);
 
-    bool operator==(Path const& other) const { return m_text == other.m_text; }
-    bool operator!=(Path const& other) const { return m_text != other.m_text; }
-    bool operator<(Path const& other) const { return m_text < other.m_text; }
+    bool operator==(Path const& other) const
+    {
+        return m_pShared == other.m_pShared || getString() == other.getString();
+    }
+    bool operator!=(Path const& other) const { return !(*this == other); }
+    bool operator<(Path const& other) const { return getString() < other.getString(); }
 
 private:
-    std::string m_text;
+    struct Shared
+    {
+        std::atomic<unsigned int> m_references;
+        std::string m_text;
+    };
+
+    // A new shared text, or null for the empty text.
+    static Shared* share(std::string const& text);
+    static std::string const& emptyText();
+    void release() noexcept;
+    // Replaces the text by a new one.
+    void assign(std::string const& text);
+
+    Shared* m_pShared;
 };
 } // namespace rtk
 
