@@ -74,6 +74,10 @@ public:
     PDLExpressionList();
     virtual ~PDLExpressionList();
 
+    // Kept with the code nodes (PDLCodeStore).
+    static void* operator new(size_t size) { return PDLCodeStore::allocate(size); }
+    static void operator delete(void* pMemory) noexcept { PDLCodeStore::release(pMemory); }
+
     void setContext(PDLContext* pContext, bool noEventRegistration);
     // The texts of the elements joined by "."; Invalid as soon as one element is Invalid. An empty
     // list only clears the target's value and keeps its kind.
@@ -95,6 +99,10 @@ class PDLArgumentList : public std::list<PDLBaseExpression*>
 public:
     PDLArgumentList();
     virtual ~PDLArgumentList();
+
+    // Kept with the code nodes (PDLCodeStore).
+    static void* operator new(size_t size) { return PDLCodeStore::allocate(size); }
+    static void operator delete(void* pMemory) noexcept { PDLCodeStore::release(pMemory); }
 
     void setContext(PDLContext* pContext, bool noEventRegistration);
 
