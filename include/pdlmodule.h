@@ -173,8 +173,10 @@ protected:
     std::list<PDLSequence*> m_runningSequences;
     std::set<std::string> m_variablesInFile;
     // Every command recorded per line, sorted by line and within a line in the order recorded: the first
-    // one is the line's. A sorted vector (16 bytes a command) rather than a tree node per command.
-    std::vector<std::pair<int, PDLCommand*>> m_commandsByLine;
+    // one is the line's. Two parallel sorted vectors, lines and commands (12 bytes a command, no padding),
+    // trimmed to their size after a load.
+    std::vector<int32_t> m_commandLines;
+    std::vector<PDLCommand*> m_commandsByLine;
     std::map<std::string, PDLType*> m_types;
     // The loaded source. These hide PDLContext's position members on purpose: an empty m_filePath
     // means that nothing is loaded, whatever position the context was made with.

@@ -17,6 +17,7 @@
 #include <logkit/logging.h>
 
 #include <algorithm>
+#include <malloc.h>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -337,6 +338,12 @@ bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
     {
         pSequence->init();
     }
+    // The table grew by doubling while the parse went on; it keeps only what it holds. The buffers
+    // that the parse outgrew (this table, statement lists, scanner and parser stacks) are free but still
+    // resident inside the heap: they go back to the system now.
+    m_commandLines.shrink_to_fit();
+    m_commandsByLine.shrink_to_fit();
+    malloc_trim(0);
 
     if (PDLParseInfo::m_errorCount > 0)
     {
@@ -402,7 +409,8 @@ void PDLModule::releaseContent(bool log)
 
     // The line table goes first: each command forgets its line as it is deleted, which is then a search
     // in an empty table rather than one removal per command from a long one.
-    std::vector<std::pair<int, PDLCommand*>>().swap(m_commandsByLine);
+    std::vector<int32_t>().swap(m_commandLines);
+    std::vector<PDLCommand*>().swap(m_commandsByLine);
 
     for (PDLInitSection* pInitSection : m_initSections)
     {
@@ -739,42 +747,33 @@ bool PDLModule::hasVariableInFile(std::string const& name) const
     return m_variablesInFile.find(name) != m_variablesInFile.end();
 }
 
-namespace
-{
-bool lineBefore(std::pair<int, PDLCommand*> const& entry, int line)
-{
-    return entry.first < line;
-}
-
-bool lineAfter(int line, std::pair<int, PDLCommand*> const& entry)
-{
-    return line < entry.first;
-}
-} // namespace
-
 void PDLModule::addCommand(int line, PDLCommand* pCommand)
 {
     // Later commands of a line are kept behind the first: should the first be thrown away, the next
     // takes its place. Commands come mostly in line order, so the insertion is mostly an append.
-    auto const position = std::upper_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineAfter);
-    m_commandsByLine.emplace(position, line, pCommand);
+    auto const position = std::upper_bound(m_commandLines.begin(), m_commandLines.end(), line);
+    auto const index = position - m_commandLines.begin();
+    m_commandLines.insert(position, line);
+    m_commandsByLine.insert(m_commandsByLine.begin() + index, pCommand);
 }
 
 PDLCommand* PDLModule::getCommand(int line) const
 {
     // Equal lines keep their order of insertion: the lower bound is the first recorded.
-    auto it = std::lower_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineBefore);
-    return it != m_commandsByLine.end() && it->first == line ? it->second : nullptr;
+    auto const it = std::lower_bound(m_commandLines.begin(), m_commandLines.end(), line);
+    return it != m_commandLines.end() && *it == line ? m_commandsByLine[it - m_commandLines.begin()] : nullptr;
 }
 
 void PDLModule::forgetCommand(int line, PDLCommand const* pCommand)
 {
-    auto it = std::lower_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineBefore);
-    for (; it != m_commandsByLine.end() && it->first == line; ++it)
+    auto it = std::lower_bound(m_commandLines.begin(), m_commandLines.end(), line);
+    for (; it != m_commandLines.end() && *it == line; ++it)
     {
-        if (it->second == pCommand)
+        auto const index = it - m_commandLines.begin();
+        if (m_commandsByLine[index] == pCommand)
         {
-            m_commandsByLine.erase(it);
+            m_commandLines.erase(it);
+            m_commandsByLine.erase(m_commandsByLine.begin() + index);
             return;
         }
     }
