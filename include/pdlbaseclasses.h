@@ -85,6 +85,34 @@ public:
     static void release(void* pMemory) noexcept;
 };
 
+// Hands out memory of PDLCodeStore to standard containers that belong to code nodes.
+template <class T>
+class PDLCodeAllocator
+{
+public:
+    using value_type = T;
+
+    PDLCodeAllocator() noexcept = default;
+    template <class U>
+    PDLCodeAllocator(PDLCodeAllocator<U> const& /*other*/) noexcept
+    {
+    }
+
+    T* allocate(size_t count) { return static_cast<T*>(PDLCodeStore::allocate(count * sizeof(T))); }
+    void deallocate(T* pMemory, size_t /*count*/) noexcept { PDLCodeStore::release(pMemory); }
+
+    template <class U>
+    bool operator==(PDLCodeAllocator<U> const& /*other*/) const noexcept
+    {
+        return true;
+    }
+    template <class U>
+    bool operator!=(PDLCodeAllocator<U> const& /*other*/) const noexcept
+    {
+        return false;
+    }
+};
+
 // The file of a code node as a small number (two bytes) instead of a path. Numbers are handed out once
 // per distinct path and stay for the life of the process; 0 is the empty path. Should more than 65535
 // distinct files ever be seen, the later ones share the last number. It is set from and read as a path.

@@ -162,6 +162,39 @@ void PDLArgumentList::setContext(PDLContext* pContext, bool noEventRegistration)
 // ---------------------------------------------------------------------------------------------------
 // Constants and bare words
 
+namespace
+{
+// The shared values of the numbers -128 to 255, made once and never destroyed.
+PDLVariant const* sharedNumbers()
+{
+    static PDLVariant const* const s_pNumbers = []
+    {
+        auto* pNumbers = new PDLVariant[384];
+        for (int i = 0; i < 384; ++i)
+        {
+            pNumbers[i] = PDLVariant(i - 128);
+        }
+        return pNumbers;
+    }();
+    return s_pNumbers;
+}
+} // namespace
+
+PDLConstantNumber::PDLConstantNumber(int value)
+    : m_pValue(isShared(value) ? &sharedNumbers()[value + 128]
+                               : new (PDLCodeStore::allocate(sizeof(PDLVariant))) PDLVariant(value))
+{
+}
+
+PDLConstantNumber::~PDLConstantNumber()
+{
+    if (!isShared(m_pValue->getInt()))
+    {
+        m_pValue->~PDLVariant();
+        PDLCodeStore::release(const_cast<PDLVariant*>(m_pValue));
+    }
+}
+
 PDLExpressionConstNumber::PDLExpressionConstNumber(int value) : m_value(value) {}
 
 PDLVariant PDLExpressionConstNumber::evaluate(bool /*warnInvalid*/) const
