@@ -173,9 +173,16 @@ protected:
     std::list<PDLSequence*> m_runningSequences;
     std::set<std::string> m_variablesInFile;
     // Every command recorded per line, sorted by line and within a line in the order recorded: the first
-    // one is the line's. Two parallel sorted vectors, lines and commands (12 bytes a command, no padding),
-    // trimmed to their size after a load.
-    std::vector<int32_t> m_commandLines;
+    // one is the line's. Two parallel sorted vectors, the low 16 bits of the lines and the commands (10
+    // bytes a command), trimmed to their size after a load; the high bits of the lines stand once per
+    // run of entries that share them (a source of up to 65535 lines has one run).
+    struct LineRun
+    {
+        int32_t m_high;
+        uint32_t m_begin;
+    };
+    std::vector<LineRun> m_lineRuns;
+    std::vector<uint16_t> m_commandLines;
     std::vector<PDLCommand*> m_commandsByLine;
     std::map<std::string, PDLType*> m_types;
     // The loaded source. These hide PDLContext's position members on purpose: an empty m_filePath
