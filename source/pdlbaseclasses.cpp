@@ -239,7 +239,8 @@ void PDLCodeStore::release(void* pMemory) noexcept
 #ifdef PDL_CODE_STORE_HEAP
     ::operator delete(pMemory);
 #else
-    dropUser(reinterpret_cast<BlockHeader*>(reinterpret_cast<uintptr_t>(pMemory) & ~uintptr_t(kBlockSize - 1)));
+    dropUser(
+        reinterpret_cast<BlockHeader*>(reinterpret_cast<uintptr_t>(pMemory) & ~uintptr_t(kBlockSize - 1)));
 #endif
 }
 

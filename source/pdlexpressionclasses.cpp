@@ -833,11 +833,12 @@ PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLV
     {
         return invalidResult(scratch);
     }
-    if (!TCompute(left, right, m_value))
+    PDLVariant& result = m_value.get();
+    if (!TCompute(left, right, result))
     {
         return failedResult(scratch);
     }
-    return m_value;
+    return result;
 }
 
 PDLVariant const& PDLExpressionMathOperator::invalidResult(PDLVariant& scratch)

@@ -17,11 +17,11 @@
 #include <logkit/logging.h>
 
 #include <algorithm>
-#include <malloc.h>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <iterator>
+#include <malloc.h>
 #include <sstream>
 
 namespace
@@ -771,7 +771,8 @@ void PDLModule::addCommand(int line, PDLCommand* pCommand)
     auto run = std::lower_bound(m_lineRuns.begin(), m_lineRuns.end(), high, runBefore);
     if (run == m_lineRuns.end() || run->m_high != high)
     {
-        uint32_t const begin = run == m_lineRuns.end() ? static_cast<uint32_t>(m_commandLines.size()) : run->m_begin;
+        uint32_t const begin =
+            run == m_lineRuns.end() ? static_cast<uint32_t>(m_commandLines.size()) : run->m_begin;
         run = m_lineRuns.insert(run, LineRun{high, begin});
     }
     auto const last = std::next(run) == m_lineRuns.end() ? m_commandLines.end()
@@ -826,8 +827,9 @@ void PDLModule::forgetCommand(int line, PDLCommand const* pCommand)
                 --later->m_begin;
             }
             // A run left empty goes: runs always hold entries.
-            uint32_t const end = std::next(run) == m_lineRuns.end() ? static_cast<uint32_t>(m_commandLines.size())
-                                                                    : std::next(run)->m_begin;
+            uint32_t const end = std::next(run) == m_lineRuns.end()
+                                     ? static_cast<uint32_t>(m_commandLines.size())
+                                     : std::next(run)->m_begin;
             if (end == run->m_begin)
             {
                 m_lineRuns.erase(run);
