@@ -10,6 +10,7 @@
 #include "rtk/log.h"
 #include "rtk/path.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -70,6 +71,72 @@ private:
 // Checks that a member or local is not null, reporting its name as a failed check when it is.
 #define PDL_CHECK(member) PDLRunTimeInfo::checkPresent((member) != nullptr, #member, __FILE__, __LINE__)
 
+// Storage of code nodes. A module's code is tens of thousands of small nodes that live and die together,
+// so they are carved one after the other out of 64 KiB blocks instead of each taking a heap block with
+// its own header and rounding. A block counts the nodes in it (plus one while it is the block that
+// new nodes come from) and goes back to the heap with its last node. Nodes made at run time or kept
+// longer only keep their block; the space of a node deleted early is not reused. Every thread fills a
+// block of its own. Under the address sanitizer nodes come from the usual heap, so that its checks of
+// use after free still see them.
+class PDLCodeStore
+{
+public:
+    static void* allocate(size_t size);
+    static void release(void* pMemory) noexcept;
+};
+
+// Hands out memory of PDLCodeStore to standard containers that belong to code nodes.
+template <class T>
+class PDLCodeAllocator
+{
+public:
+    using value_type = T;
+
+    PDLCodeAllocator() noexcept = default;
+    template <class U>
+    PDLCodeAllocator(PDLCodeAllocator<U> const& /*other*/) noexcept
+    {
+    }
+
+    T* allocate(size_t count) { return static_cast<T*>(PDLCodeStore::allocate(count * sizeof(T))); }
+    void deallocate(T* pMemory, size_t /*count*/) noexcept { PDLCodeStore::release(pMemory); }
+
+    template <class U>
+    bool operator==(PDLCodeAllocator<U> const& /*other*/) const noexcept
+    {
+        return true;
+    }
+    template <class U>
+    bool operator!=(PDLCodeAllocator<U> const& /*other*/) const noexcept
+    {
+        return false;
+    }
+};
+
+// The file of a code node as a small number (two bytes) instead of a path. Numbers are handed out once
+// per distinct path and stay for the life of the process; 0 is the empty path. Should more than 65535
+// distinct files ever be seen, the later ones share the last number. It is set from and read as a path.
+class PDLSourceFile
+{
+public:
+    PDLSourceFile() : m_number(0) {}
+    explicit PDLSourceFile(rtk::Path const& path) : m_number(numberOf(path)) {}
+    PDLSourceFile& operator=(rtk::Path const& path)
+    {
+        m_number = numberOf(path);
+        return *this;
+    }
+
+    rtk::Path const& getPath() const;
+    operator rtk::Path const&() const { return getPath(); }
+
+private:
+    // The path of the last call is remembered, so a parse pays one comparison per node.
+    static uint16_t numberOf(rtk::Path const& path);
+
+    uint16_t m_number;
+};
+
 // A node of the code tree: its source position, the context in which its names resolve, and the
 // hook by which it binds itself once that context is known.
 class PDLObject
@@ -78,6 +145,9 @@ public:
     // Takes the position from PDLParseInfo and becomes the current object.
     PDLObject();
     virtual ~PDLObject();
+
+    static void* operator new(size_t size) { return PDLCodeStore::allocate(size); }
+    static void operator delete(void* pMemory) noexcept { PDLCodeStore::release(pMemory); }
 
     virtual void dump() const;
     virtual void print() const;
@@ -96,14 +166,16 @@ public:
     PDLWidget* getWidget() const;
 
     PDLContext* getContext() const { return m_pContext; }
-    rtk::Path const& getFilePath() const { return m_filePath; }
+    rtk::Path const& getFilePath() const { return m_filePath.getPath(); }
     int32_t getLine() const { return m_line; }
     bool getNoEventRegistration() const { return m_noEventRegistration; }
 
 protected:
+    // Ordered so that the node's own fields take 16 bytes after the virtual table pointer and leave the
+    // last byte for a one-byte field of the subclass (the kind of an expression, a command's breakpoint).
     PDLContext* m_pContext;
-    rtk::Path m_filePath;
     int32_t m_line;
+    PDLSourceFile m_filePath;
     bool m_noEventRegistration;
 
 private:
@@ -157,7 +229,7 @@ protected:
         if (__builtin_expect(
                 pCommand->m_breakpoint || PDLDebugger::s_singleStep.load(std::memory_order_relaxed), false))
         {
-            PDLDebugger::stopAt(pCommand->m_filePath, pCommand->m_line);
+            PDLDebugger::stopAt(pCommand->getFilePath(), pCommand->m_line);
         }
         return pCommand->onExecute();
     }

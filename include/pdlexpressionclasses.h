@@ -15,11 +15,45 @@
 #include "pdlvariant.h"
 
 #include <list>
+#include <new>
 #include <string>
 #include <vector>
 
 class PDLSequence;
 class PDLType;
+
+// A value that a node keeps to lend out, made on first use. Most such values of a loaded module are
+// never needed (a function id of one component lends its component's value; a list is mostly only
+// composed into another value), so until then the node pays a pointer instead of a whole value.
+class PDLLazyVariant
+{
+public:
+    PDLLazyVariant() noexcept : m_pValue(nullptr) {}
+    ~PDLLazyVariant()
+    {
+        if (m_pValue != nullptr)
+        {
+            m_pValue->~PDLVariant();
+            PDLCodeStore::release(m_pValue);
+        }
+    }
+
+    PDLVariant& get()
+    {
+        if (__builtin_expect(m_pValue == nullptr, false))
+        {
+            m_pValue = new (PDLCodeStore::allocate(sizeof(PDLVariant))) PDLVariant();
+        }
+        return *m_pValue;
+    }
+    operator PDLVariant&() { return get(); }
+
+private:
+    PDLLazyVariant(PDLLazyVariant const&) = delete;
+    PDLLazyVariant& operator=(PDLLazyVariant const&) = delete;
+
+    PDLVariant* m_pValue;
+};
 
 // A node that yields a value or a collection of values.
 class PDLBaseExpression : public PDLObject
@@ -67,12 +101,17 @@ public:
     virtual PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const;
 };
 
-// A list of expressions as the grammar builds it; owns its elements. Evaluated as a dotted text.
-class PDLExpressionList : public std::list<PDLExpression*>
+// A list of expressions as the grammar builds it; owns its elements. Evaluated as a dotted text. Its
+// nodes, like the list itself, are kept with the code nodes.
+class PDLExpressionList : public std::list<PDLExpression*, PDLCodeAllocator<PDLExpression*>>
 {
 public:
     PDLExpressionList();
     virtual ~PDLExpressionList();
+
+    // Kept with the code nodes (PDLCodeStore).
+    static void* operator new(size_t size) { return PDLCodeStore::allocate(size); }
+    static void operator delete(void* pMemory) noexcept { PDLCodeStore::release(pMemory); }
 
     void setContext(PDLContext* pContext, bool noEventRegistration);
     // The texts of the elements joined by "."; Invalid as soon as one element is Invalid. An empty
@@ -82,7 +121,7 @@ public:
     // Exactly one element, and that one a bare word.
     bool isIdentifier() const;
 
-    mutable PDLVariant m_value;
+    mutable PDLLazyVariant m_value;
 
 private:
     PDLExpressionList(PDLExpressionList const&) = delete;
@@ -90,17 +129,42 @@ private:
 };
 
 // Arguments of a call: expressions and set expressions; owns its elements.
-class PDLArgumentList : public std::list<PDLBaseExpression*>
+class PDLArgumentList : public std::list<PDLBaseExpression*, PDLCodeAllocator<PDLBaseExpression*>>
 {
 public:
     PDLArgumentList();
     virtual ~PDLArgumentList();
+
+    // Kept with the code nodes (PDLCodeStore).
+    static void* operator new(size_t size) { return PDLCodeStore::allocate(size); }
+    static void operator delete(void* pMemory) noexcept { PDLCodeStore::release(pMemory); }
 
     void setContext(PDLContext* pContext, bool noEventRegistration);
 
 private:
     PDLArgumentList(PDLArgumentList const&) = delete;
     PDLArgumentList& operator=(PDLArgumentList const&) = delete;
+};
+
+// The value of an integer constant. The numbers that code writes again and again (-128 to 255) point
+// to one immutable value each, shared by all constants of that number; any other number has a value of
+// its own, kept with the code nodes.
+class PDLConstantNumber
+{
+public:
+    explicit PDLConstantNumber(int value);
+    ~PDLConstantNumber();
+
+    PDLVariant const& get() const { return *m_pValue; }
+    operator PDLVariant const&() const { return *m_pValue; }
+
+private:
+    PDLConstantNumber(PDLConstantNumber const&) = delete;
+    PDLConstantNumber& operator=(PDLConstantNumber const&) = delete;
+
+    static bool isShared(int value) { return value >= -128 && value <= 255; }
+
+    PDLVariant const* m_pValue;
 };
 
 class PDLExpressionConstNumber : public PDLExpression
@@ -111,7 +175,7 @@ public:
     PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
-    PDLVariant m_value;
+    PDLConstantNumber m_value;
 };
 
 class PDLExpressionConstFloat : public PDLExpression
@@ -198,7 +262,7 @@ protected:
     // evaluateRef of a missing list or a composed id: the dotted text.
     PDLVariant const& evaluateComposed(bool warnInvalid, PDLVariant& scratch) const;
 
-    mutable PDLVariant m_value;
+    mutable PDLLazyVariant m_value;
     PDLExpressionList* m_pFunctionIdComponents;
 };
 
@@ -333,7 +397,8 @@ protected:
     __attribute__((noinline)) static PDLVariant const& invalidResult(PDLVariant& scratch);
     __attribute__((noinline, cold)) static PDLVariant const& failedResult(PDLVariant& scratch);
 
-    mutable PDLVariant m_value;
+    // The result, made when the operator first runs.
+    mutable PDLLazyVariant m_value;
     PDLExpression* m_pLeftExpression;
     PDLExpression* m_pRightExpression;
 };

@@ -173,8 +173,17 @@ protected:
     std::list<PDLSequence*> m_runningSequences;
     std::set<std::string> m_variablesInFile;
     // Every command recorded per line, sorted by line and within a line in the order recorded: the first
-    // one is the line's. A sorted vector (16 bytes a command) rather than a tree node per command.
-    std::vector<std::pair<int, PDLCommand*>> m_commandsByLine;
+    // one is the line's. Two parallel sorted vectors, the low 16 bits of the lines and the commands (10
+    // bytes a command), trimmed to their size after a load; the high bits of the lines stand once per
+    // run of entries that share them (a source of up to 65535 lines has one run).
+    struct LineRun
+    {
+        int32_t m_high;
+        uint32_t m_begin;
+    };
+    std::vector<LineRun> m_lineRuns;
+    std::vector<uint16_t> m_commandLines;
+    std::vector<PDLCommand*> m_commandsByLine;
     std::map<std::string, PDLType*> m_types;
     // The loaded source. These hide PDLContext's position members on purpose: an empty m_filePath
     // means that nothing is loaded, whatever position the context was made with.

@@ -70,6 +70,8 @@ PDLCodeBlock::GotoStateHandler PDLCodeBlock::setGotoStateHandler(GotoStateHandle
 
 void PDLCodeBlock::onContextSet()
 {
+    // Binding comes once the block is complete: it keeps only the room its commands take.
+    m_commands.shrink_to_fit();
     for (PDLCommand* pCommand : m_commands)
     {
         pCommand->setContext(m_pContext, m_noEventRegistration);

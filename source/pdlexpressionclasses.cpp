@@ -162,6 +162,39 @@ void PDLArgumentList::setContext(PDLContext* pContext, bool noEventRegistration)
 // ---------------------------------------------------------------------------------------------------
 // Constants and bare words
 
+namespace
+{
+// The shared values of the numbers -128 to 255, made once and never destroyed.
+PDLVariant const* sharedNumbers()
+{
+    static PDLVariant const* const s_pNumbers = []
+    {
+        auto* pNumbers = new PDLVariant[384];
+        for (int i = 0; i < 384; ++i)
+        {
+            pNumbers[i] = PDLVariant(i - 128);
+        }
+        return pNumbers;
+    }();
+    return s_pNumbers;
+}
+} // namespace
+
+PDLConstantNumber::PDLConstantNumber(int value)
+    : m_pValue(isShared(value) ? &sharedNumbers()[value + 128]
+                               : new (PDLCodeStore::allocate(sizeof(PDLVariant))) PDLVariant(value))
+{
+}
+
+PDLConstantNumber::~PDLConstantNumber()
+{
+    if (!isShared(m_pValue->getInt()))
+    {
+        m_pValue->~PDLVariant();
+        PDLCodeStore::release(const_cast<PDLVariant*>(m_pValue));
+    }
+}
+
 PDLExpressionConstNumber::PDLExpressionConstNumber(int value) : m_value(value) {}
 
 PDLVariant PDLExpressionConstNumber::evaluate(bool /*warnInvalid*/) const
@@ -800,11 +833,12 @@ PDLVariant const& PDLExpressionMathOperator::evaluateWith(bool warnInvalid, PDLV
     {
         return invalidResult(scratch);
     }
-    if (!TCompute(left, right, m_value))
+    PDLVariant& result = m_value.get();
+    if (!TCompute(left, right, result))
     {
         return failedResult(scratch);
     }
-    return m_value;
+    return result;
 }
 
 PDLVariant const& PDLExpressionMathOperator::invalidResult(PDLVariant& scratch)

@@ -21,6 +21,7 @@
 #include <cstring>
 #include <iostream>
 #include <iterator>
+#include <malloc.h>
 #include <sstream>
 
 namespace
@@ -337,6 +338,13 @@ bool PDLModule::load(rtk::Path const& base, std::string const& fileName)
     {
         pSequence->init();
     }
+    // The table grew by doubling while the parse went on; it keeps only what it holds. The buffers
+    // that the parse outgrew (this table, statement lists, scanner and parser stacks) are free but still
+    // resident inside the heap: they go back to the system now.
+    m_lineRuns.shrink_to_fit();
+    m_commandLines.shrink_to_fit();
+    m_commandsByLine.shrink_to_fit();
+    malloc_trim(0);
 
     if (PDLParseInfo::m_errorCount > 0)
     {
@@ -402,7 +410,9 @@ void PDLModule::releaseContent(bool log)
 
     // The line table goes first: each command forgets its line as it is deleted, which is then a search
     // in an empty table rather than one removal per command from a long one.
-    std::vector<std::pair<int, PDLCommand*>>().swap(m_commandsByLine);
+    std::vector<LineRun>().swap(m_lineRuns);
+    std::vector<uint16_t>().swap(m_commandLines);
+    std::vector<PDLCommand*>().swap(m_commandsByLine);
 
     for (PDLInitSection* pInitSection : m_initSections)
     {
@@ -741,14 +751,14 @@ bool PDLModule::hasVariableInFile(std::string const& name) const
 
 namespace
 {
-bool lineBefore(std::pair<int, PDLCommand*> const& entry, int line)
+int32_t highPart(int line)
 {
-    return entry.first < line;
+    return static_cast<int32_t>(line >> 16);
 }
 
-bool lineAfter(int line, std::pair<int, PDLCommand*> const& entry)
+uint16_t lowPart(int line)
 {
-    return line < entry.first;
+    return static_cast<uint16_t>(static_cast<uint32_t>(line) & 0xFFFFu);
 }
 } // namespace
 
@@ -756,25 +766,74 @@ void PDLModule::addCommand(int line, PDLCommand* pCommand)
 {
     // Later commands of a line are kept behind the first: should the first be thrown away, the next
     // takes its place. Commands come mostly in line order, so the insertion is mostly an append.
-    auto const position = std::upper_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineAfter);
-    m_commandsByLine.emplace(position, line, pCommand);
+    int32_t const high = highPart(line);
+    auto const runBefore = [](LineRun const& run, int32_t value) { return run.m_high < value; };
+    auto run = std::lower_bound(m_lineRuns.begin(), m_lineRuns.end(), high, runBefore);
+    if (run == m_lineRuns.end() || run->m_high != high)
+    {
+        uint32_t const begin =
+            run == m_lineRuns.end() ? static_cast<uint32_t>(m_commandLines.size()) : run->m_begin;
+        run = m_lineRuns.insert(run, LineRun{high, begin});
+    }
+    auto const last = std::next(run) == m_lineRuns.end() ? m_commandLines.end()
+                                                         : m_commandLines.begin() + std::next(run)->m_begin;
+    auto const position = std::upper_bound(m_commandLines.begin() + run->m_begin, last, lowPart(line));
+    auto const index = position - m_commandLines.begin();
+    m_commandLines.insert(position, lowPart(line));
+    m_commandsByLine.insert(m_commandsByLine.begin() + index, pCommand);
+    for (auto later = std::next(run); later != m_lineRuns.end(); ++later)
+    {
+        ++later->m_begin;
+    }
 }
 
 PDLCommand* PDLModule::getCommand(int line) const
 {
+    int32_t const high = highPart(line);
+    auto const runBefore = [](LineRun const& run, int32_t value) { return run.m_high < value; };
+    auto const run = std::lower_bound(m_lineRuns.begin(), m_lineRuns.end(), high, runBefore);
+    if (run == m_lineRuns.end() || run->m_high != high)
+    {
+        return nullptr;
+    }
+    auto const last = std::next(run) == m_lineRuns.end() ? m_commandLines.end()
+                                                         : m_commandLines.begin() + std::next(run)->m_begin;
     // Equal lines keep their order of insertion: the lower bound is the first recorded.
-    auto it = std::lower_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineBefore);
-    return it != m_commandsByLine.end() && it->first == line ? it->second : nullptr;
+    auto const it = std::lower_bound(m_commandLines.begin() + run->m_begin, last, lowPart(line));
+    return it != last && *it == lowPart(line) ? m_commandsByLine[it - m_commandLines.begin()] : nullptr;
 }
 
 void PDLModule::forgetCommand(int line, PDLCommand const* pCommand)
 {
-    auto it = std::lower_bound(m_commandsByLine.begin(), m_commandsByLine.end(), line, lineBefore);
-    for (; it != m_commandsByLine.end() && it->first == line; ++it)
+    int32_t const high = highPart(line);
+    auto const runBefore = [](LineRun const& run, int32_t value) { return run.m_high < value; };
+    auto const run = std::lower_bound(m_lineRuns.begin(), m_lineRuns.end(), high, runBefore);
+    if (run == m_lineRuns.end() || run->m_high != high)
     {
-        if (it->second == pCommand)
+        return;
+    }
+    auto const last = std::next(run) == m_lineRuns.end() ? m_commandLines.end()
+                                                         : m_commandLines.begin() + std::next(run)->m_begin;
+    auto it = std::lower_bound(m_commandLines.begin() + run->m_begin, last, lowPart(line));
+    for (; it != last && *it == lowPart(line); ++it)
+    {
+        auto const index = it - m_commandLines.begin();
+        if (m_commandsByLine[index] == pCommand)
         {
-            m_commandsByLine.erase(it);
+            m_commandLines.erase(it);
+            m_commandsByLine.erase(m_commandsByLine.begin() + index);
+            for (auto later = std::next(run); later != m_lineRuns.end(); ++later)
+            {
+                --later->m_begin;
+            }
+            // A run left empty goes: runs always hold entries.
+            uint32_t const end = std::next(run) == m_lineRuns.end()
+                                     ? static_cast<uint32_t>(m_commandLines.size())
+                                     : std::next(run)->m_begin;
+            if (end == run->m_begin)
+            {
+                m_lineRuns.erase(run);
+            }
             return;
         }
     }
