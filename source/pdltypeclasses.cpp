@@ -10,6 +10,8 @@
 #define PDL_HAVE_EXPRESSIONS 1
 #endif
 
+#include <atomic>
+#include <cstdint>
 #include <iomanip>
 #include <iostream>
 #include <map>
@@ -44,6 +46,80 @@ PDLPanelState* getPanelState()
 {
     // An extern variable without the panel state is a programming fault: getInstance asserts.
     return PDLPanelState::getInstance();
+}
+
+// Finding an element by an Int index or value. Keys are texts, so a plain lookup formats the number
+// and walks the map comparing strings; the loops of scripts ask for the same few numbers over and over.
+// A small per-thread table remembers, for (map, number), the map entry found last time. Entries of a
+// map stay where they are while others are added, so a remembered entry is good until some map loses
+// or replaces elements: every erase, clear, whole-map assignment and destruction moves the epoch on,
+// which forgets every remembered entry at once. Only the text of an Int is cached; other kinds of
+// index (a String "1" names the same element) take the map lookup, which finds the same entry.
+using ElementMap = std::map<std::string, PDLVariant>;
+
+std::atomic<std::uint64_t> g_elementMapEpoch{1};
+
+struct IntKeyEntry
+{
+    ElementMap const* m_pMap;
+    std::uint64_t m_epoch;
+    ElementMap::iterator m_position;
+    std::int32_t m_key;
+};
+
+// Two ways per row, the newer first, so that the keys of two busy maps rarely push each other out.
+constexpr std::size_t kIntKeyRows = 256;
+thread_local IntKeyEntry t_intKeyCache[kIntKeyRows][2];
+
+void forgetElementPositions()
+{
+    g_elementMapEpoch.fetch_add(1, std::memory_order_relaxed);
+}
+
+IntKeyEntry* intKeyRow(ElementMap const& map, std::int32_t key)
+{
+    auto const address = reinterpret_cast<std::uintptr_t>(&map);
+    std::size_t const row =
+        ((address >> 4) ^ (static_cast<std::uint32_t>(key) * 0x9E3779B1u >> 8)) & (kIntKeyRows - 1);
+    return t_intKeyCache[row];
+}
+
+// Remembers where an Int key is.
+void rememberElement(ElementMap const& map, PDLVariant const& index, ElementMap::iterator position)
+{
+    if (index.getKind() == PDLVariant::eInt)
+    {
+        std::int32_t const number = index.getInt();
+        IntKeyEntry* pRow = intKeyRow(map, number);
+        pRow[1] = pRow[0];
+        pRow[0] = IntKeyEntry{&map, g_elementMapEpoch.load(std::memory_order_relaxed), position, number};
+    }
+}
+
+// The entry of a key, or end(); key is filled with the index text whenever the map was searched (so
+// always when the result is end()).
+ElementMap::iterator findElement(ElementMap& map, PDLVariant const& index, std::string& key)
+{
+    if (index.getKind() == PDLVariant::eInt)
+    {
+        std::int32_t const number = index.getInt();
+        IntKeyEntry const* pRow = intKeyRow(map, number);
+        std::uint64_t const epoch = g_elementMapEpoch.load(std::memory_order_relaxed);
+        for (int way = 0; way < 2; ++way)
+        {
+            if (pRow[way].m_pMap == &map && pRow[way].m_key == number && pRow[way].m_epoch == epoch)
+            {
+                return pRow[way].m_position;
+            }
+        }
+    }
+    key = index.getString();
+    auto const it = map.find(key);
+    if (it != map.end())
+    {
+        rememberElement(map, index, it);
+    }
+    return it;
 }
 } // namespace
 
@@ -859,7 +935,10 @@ PDLVariableSet::PDLVariableSet(PDLVariableSet const& other) : PDLVariable(other)
 {
 }
 
-PDLVariableSet::~PDLVariableSet() {}
+PDLVariableSet::~PDLVariableSet()
+{
+    forgetElementPositions();
+}
 
 PDLVariable* PDLVariableSet::clone() const
 {
@@ -878,6 +957,7 @@ bool PDLVariableSet::isValid() const
 
 void PDLVariableSet::setInvalid()
 {
+    forgetElementPositions();
     m_elements.clear();
 }
 
@@ -888,6 +968,7 @@ bool PDLVariableSet::copyTo(PDLVariableDescription& description) const
     {
         return false;
     }
+    // Emptied first, so no position of the target is remembered any more.
     pTarget->clearAllValues();
     pTarget->m_elements = m_elements;
     pTarget->setChangeFlag();
@@ -896,12 +977,12 @@ bool PDLVariableSet::copyTo(PDLVariableDescription& description) const
 
 void PDLVariableSet::addValue(PDLVariant const& value)
 {
-    std::string const key = value.getString();
-    auto it = m_elements.find(key);
+    std::string key;
+    auto it = findElement(m_elements, value, key);
     if (it == m_elements.end())
     {
         setChangeFlag();
-        m_elements.emplace(key, value);
+        rememberElement(m_elements, value, m_elements.emplace(std::move(key), value).first);
         return;
     }
     // Re-adding under the same text replaces the stored variant without a change.
@@ -914,6 +995,7 @@ void PDLVariableSet::removeValue(PDLVariant const& value)
     if (it != m_elements.end())
     {
         setChangeFlag();
+        forgetElementPositions();
         m_elements.erase(it);
     }
 }
@@ -925,6 +1007,7 @@ void PDLVariableSet::clearAllValues()
         return;
     }
     setChangeFlag();
+    forgetElementPositions();
     m_elements.clear();
 }
 
@@ -936,7 +1019,10 @@ bool PDLVariableSet::isElementIn(PDLVariant const& value, std::string const& map
     }
     if (mapping.empty())
     {
-        return m_elements.find(value.getString()) != m_elements.end();
+        // The lookup only remembers where an element is; the set itself is not changed.
+        auto& elements = const_cast<ElementMap&>(m_elements);
+        std::string key;
+        return findElement(elements, value, key) != elements.end();
     }
     for (auto const& element : m_elements)
     {
@@ -1063,7 +1149,10 @@ PDLVariableArray::PDLVariableArray(PDLVariableArray const& other)
 {
 }
 
-PDLVariableArray::~PDLVariableArray() {}
+PDLVariableArray::~PDLVariableArray()
+{
+    forgetElementPositions();
+}
 
 PDLVariable* PDLVariableArray::clone() const
 {
@@ -1105,6 +1194,7 @@ bool PDLVariableArray::copyTo(PDLVariableDescription& description) const
     }
     if (!m_persistent && !pTarget->m_persistent)
     {
+        forgetElementPositions();
         pTarget->m_elements = m_elements;
         pTarget->setChangeFlag();
         return true;
@@ -1124,9 +1214,9 @@ void PDLVariableArray::setValueAtIndex(PDLVariant const& index, PDLVariant const
     {
         return;
     }
-    std::string const key = index.getString();
     bool const invalidValue = value.getKind() == PDLVariant::eInvalid;
-    auto it = m_elements.find(key);
+    std::string key;
+    auto it = findElement(m_elements, index, key);
     if (it == m_elements.end())
     {
         if (invalidValue)
@@ -1139,7 +1229,8 @@ void PDLVariableArray::setValueAtIndex(PDLVariant const& index, PDLVariant const
             slot = PDLVariant(getPersistentStore()->insertVariable(m_moduleID, m_name + "." + key));
         }
         setChangeFlag();
-        it = m_elements.emplace(key, slot).first;
+        it = m_elements.emplace(std::move(key), slot).first;
+        rememberElement(m_elements, index, it);
         setStoredValue(it->second, value);
         return;
     }
@@ -1151,6 +1242,7 @@ void PDLVariableArray::setValueAtIndex(PDLVariant const& index, PDLVariant const
         {
             getPersistentStore()->removeVariable(it->second.getInt());
         }
+        forgetElementPositions();
         m_elements.erase(it);
         return;
     }
@@ -1172,9 +1264,10 @@ PDLVariant PDLVariableArray::getValueAtIndex(PDLVariant const& index, std::strin
         reportWarning("accessing variable " + m_name + " with invalid index expression", __FILE__, __LINE__);
         return PDLVariant();
     }
-    std::string const key = index.getString();
-    auto it = m_elements.find(key);
-    if (it == m_elements.end())
+    auto& elements = const_cast<ElementMap&>(m_elements); // only remembered positions change
+    std::string key;
+    auto it = findElement(elements, index, key);
+    if (it == elements.end())
     {
         if (warnInvalid)
         {
@@ -1203,6 +1296,7 @@ void PDLVariableArray::clearAllValues()
         {
             pStore->removeVariable(element.second.getInt());
         }
+        forgetElementPositions();
         m_elements.clear();
     }
     // Not persistent: the keys stay with Invalid values, so the count does not drop.

@@ -262,6 +262,108 @@ TEST_F(PDLTest, ArraysAreSparseTextKeysThatInvalidErases)
     pKept->setValueAtIndex(PDLVariant(2), PDLVariant(2));
     pKept->clearAllValues();
     EXPECT_EQ(0, pKept->getCount());
+    pKept->setValueAtIndex(PDLVariant(2), PDLVariant(7));
+    EXPECT_EQ(Texts({"2"}), keys(pKept->getElements()));
+}
+
+// Lookups by number remember where elements are; every way a map loses or replaces elements must
+// make them look again. Random operations on a set and an array, including resets, copies over them
+// and containers freed and made anew at the same address, are checked against a plain model.
+TEST_F(PDLTest, LookupsByNumberFollowEveryChangeOfTheElements)
+{
+    std::srand(7);
+    std::map<std::string, int> setModel;
+    std::map<std::string, int> arrayModel;
+    alignas(PDLVariableSet) unsigned char setRoom[sizeof(PDLVariableSet)];
+    alignas(PDLVariableArray) unsigned char arrayRoom[sizeof(PDLVariableArray)];
+    auto* pSet = new (setRoom) PDLVariableSet(eScopeLocal, "", "s", true, false, false, false);
+    auto* pArr = new (arrayRoom) PDLVariableArray(eScopeLocal, "", "a", true, false, false, false);
+    std::unique_ptr<PDLVariableArray> pOtherArr(array("o", eScopeLocal));
+    std::map<std::string, int> otherModel;
+    auto indexOf = [](int key) { return key % 3 == 0 ? PDLVariant(std::to_string(key)) : PDLVariant(key); };
+    for (int step = 0; step < 20000; ++step)
+    {
+        int const key = std::rand() % 12;
+        int const value = std::rand() % 100;
+        std::string const text = std::to_string(key);
+        switch (std::rand() % 9)
+        {
+        case 0:
+            pSet->removeValue(indexOf(key));
+            setModel.erase(text);
+            break;
+        case 1:
+            pArr->setValueAtIndex(indexOf(key), PDLVariant());
+            arrayModel.erase(text);
+            break;
+        case 2:
+            switch (step % 6)
+            {
+            case 0:
+                pSet->~PDLVariableSet();
+                pSet = new (setRoom) PDLVariableSet(eScopeLocal, "", "s", true, false, false, false);
+                setModel.clear();
+                break;
+            case 1:
+                pArr->~PDLVariableArray();
+                pArr = new (arrayRoom) PDLVariableArray(eScopeLocal, "", "a", true, false, false, false);
+                arrayModel.clear();
+                break;
+            case 2:
+            {
+                // Copied over from a container that lives on: the map's nodes are reused for other keys.
+                for (int other = key % 4; other < 12; other += 1 + key % 3)
+                {
+                    pOtherArr->setValueAtIndex(PDLVariant(other), PDLVariant(value + other));
+                    otherModel[std::to_string(other)] = value + other;
+                }
+                PDLVariableDescription whole(pArr, "");
+                pOtherArr->copyTo(whole);
+                arrayModel = otherModel;
+                break;
+            }
+            case 3:
+                pSet->reset();
+                setModel.clear();
+                break;
+            case 4:
+            {
+                std::unique_ptr<PDLVariableSet> pOtherSet(set("o", eScopeLocal));
+                pOtherSet->addValue(PDLVariant(key));
+                PDLVariableDescription whole(pSet, "");
+                pOtherSet->copyTo(whole);
+                setModel = {{text, key}};
+                break;
+            }
+            default:
+                pSet->clearAllValues();
+                setModel.clear();
+                break;
+            }
+            break;
+        case 3:
+        case 4:
+            pSet->addValue(PDLVariant(key));
+            setModel[text] = key;
+            break;
+        default:
+            pArr->setValueAtIndex(indexOf(key), PDLVariant(value));
+            arrayModel[text] = value;
+            break;
+        }
+        for (int probe = 0; probe < 12; ++probe)
+        {
+            std::string const probeText = std::to_string(probe);
+            ASSERT_EQ(setModel.count(probeText) == 1, pSet->isElementIn(PDLVariant(probe), ""))
+                << "step " << step << " probe " << probe;
+            auto const it = arrayModel.find(probeText);
+            ASSERT_EQ(it == arrayModel.end() ? PDLVariant() : PDLVariant(it->second),
+                      pArr->getValueAtIndex(PDLVariant(probe), "", false))
+                << "step " << step << " probe " << probe;
+        }
+    }
+    pSet->~PDLVariableSet();
+    pArr->~PDLVariableArray();
 }
 
 TEST_F(PDLTest, CopiesGoOnlyBetweenFittingContainers)
