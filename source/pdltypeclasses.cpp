@@ -15,6 +15,7 @@
 #include <iomanip>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <tuple>
@@ -69,7 +70,22 @@ struct IntKeyEntry
 
 // Two ways per row, the newer first, so that the keys of two busy maps rarely push each other out.
 constexpr std::size_t kIntKeyRows = 256;
-thread_local IntKeyEntry t_intKeyCache[kIntKeyRows][2];
+struct IntKeyTable
+{
+    IntKeyEntry m_rows[kIntKeyRows][2];
+};
+
+// The table is made on a thread's first lookup. The pointer is read on every lookup, so it uses the
+// initial-exec model (a plain thread-register load, no call); the owner frees the table at thread exit.
+thread_local IntKeyTable* t_pIntKeyTable __attribute__((tls_model("initial-exec"))) = nullptr;
+thread_local std::unique_ptr<IntKeyTable> t_intKeyTableOwner;
+
+IntKeyTable* makeIntKeyTable()
+{
+    t_intKeyTableOwner.reset(new IntKeyTable{});
+    t_pIntKeyTable = t_intKeyTableOwner.get();
+    return t_pIntKeyTable;
+}
 
 void forgetElementPositions()
 {
@@ -81,7 +97,12 @@ IntKeyEntry* intKeyRow(ElementMap const& map, std::int32_t key)
     auto const address = reinterpret_cast<std::uintptr_t>(&map);
     std::size_t const row =
         ((address >> 4) ^ (static_cast<std::uint32_t>(key) * 0x9E3779B1u >> 8)) & (kIntKeyRows - 1);
-    return t_intKeyCache[row];
+    IntKeyTable* pTable = t_pIntKeyTable;
+    if (__builtin_expect(pTable == nullptr, false))
+    {
+        pTable = makeIntKeyTable();
+    }
+    return pTable->m_rows[row];
 }
 
 // Remembers where an Int key is.
