@@ -65,6 +65,8 @@ public:
     void onContextSet() override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     bool onExecute() override;
 
     PDLCondition* m_pCondition;
@@ -135,6 +137,8 @@ public:
     void onContextSet() override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     bool onExecute() override;
 
     PDLProtoVariable* m_pProtoVariable;
@@ -188,6 +192,8 @@ public:
     void onContextSet() override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     bool onExecute() override;
     // Applies one element to the variable.
     virtual void apply(PDLVariant const& value) = 0;

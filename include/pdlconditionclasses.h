@@ -127,6 +127,8 @@ public:
     bool evaluate() const override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     ECompare m_compare;
     PDLExpression* m_pLeftExpression;
     PDLExpression* m_pRightExpression;
@@ -143,6 +145,8 @@ public:
     bool evaluate() const override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     PDLExpression* m_pExpression;
     PDLSetExp* m_pSet;
 };

@@ -175,6 +175,8 @@ public:
     PDLVariant const& evaluateRef(bool warnInvalid, PDLVariant& scratch) const override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     PDLConstantNumber m_value;
 };
 
@@ -235,6 +237,8 @@ public:
     }
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     // evaluateRef beyond a plain read: checks, mappings, indexes, warnings.
     PDLVariant const& evaluateGeneral(bool warnInvalid, PDLVariant& scratch) const;
 
@@ -259,6 +263,8 @@ public:
     bool isLoneVariable() const;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     // evaluateRef of a missing list or a composed id: the dotted text.
     PDLVariant const& evaluateComposed(bool warnInvalid, PDLVariant& scratch) const;
 
@@ -383,6 +389,8 @@ public:
     virtual bool opEvaluate(PDLVariant const& left, PDLVariant const& right) const = 0;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     static bool isFloatOperation(PDLVariant const& left, PDLVariant const& right)
     {
         return left.getKind() == PDLVariant::eFloat || right.getKind() == PDLVariant::eFloat;
@@ -516,6 +524,8 @@ public:
     int getCount() const override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     PDLProtoVariable* m_pProtoVariable;
     PDLVariable* m_pVariable;
     PDLExpression* m_pMappingExpression;
@@ -582,6 +592,8 @@ public:
     int getCount() const override;
 
 protected:
+    // The loop plan reads the shape of these nodes.
+    friend class PDLLoopPlan;
     mutable VariantIteratorSingleValue m_begin;
     VariantIteratorSingleValue m_end;
     PDLExpression* m_pSingleValue;

@@ -1,6 +1,7 @@
 #include "pdlcommandclasses.h"
 
 #include "pdldebugger.h"
+#include "pdlloopplan.h"
 #include "pdlpanelstate.h"
 #include "pdlsymboltable.h"
 
@@ -168,12 +169,37 @@ void PDLCommandWhile::onContextSet()
     bindToContext(m_pCode, m_pContext, m_noEventRegistration);
 }
 
+namespace
+{
+// Rounds of a while loop run on the tree before the loop is planned: short loops never pay for a
+// plan.
+constexpr int kRoundsBeforePlan = 8;
+} // namespace
+
 bool PDLCommandWhile::onExecute()
 {
     setCurrent(this);
     if (!PDL_CHECK(m_pCondition) || !PDL_CHECK(m_pCode))
     {
         return false;
+    }
+    // The first rounds run on the tree; a loop that goes on beyond them runs planned (see
+    // PDLLoopPlan), or on the tree when nothing of it can be planned.
+    for (int round = 0; round < kRoundsBeforePlan; ++round)
+    {
+        if (!m_pCondition->evaluate())
+        {
+            return true;
+        }
+        if (!run(m_pCode))
+        {
+            return false;
+        }
+    }
+    PDLLoopPlan plan;
+    if (plan.build(m_pCondition, m_pCode))
+    {
+        return plan.run();
     }
     while (m_pCondition->evaluate())
     {
