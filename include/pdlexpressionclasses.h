@@ -229,6 +229,8 @@ public:
     bool hasChanged() const override;
     PDLVariableDescription getExpressionVariable() const override;
 
+    // The variable the read was bound to, or null.
+    PDLVariable* getBoundVariable() const { return m_pVariable; }
     // A read of a whole variable: no index, no mapping.
     bool isPlain() const
     {
@@ -261,6 +263,8 @@ public:
 
     // One component, a variable read without index or mapping.
     bool isLoneVariable() const;
+    // The variable of a lone variable read (see isLoneVariable), or null.
+    PDLVariable* getLoneVariable() const;
 
 protected:
     // The loop plan reads the shape of these nodes.
@@ -653,6 +657,13 @@ inline bool PDLExpressionFunctionId::isLoneVariable() const
            m_pFunctionIdComponents->front() != nullptr &&
            isExactly<PDLExpressionVariable>(*m_pFunctionIdComponents->front()) &&
            static_cast<PDLExpressionVariable const*>(m_pFunctionIdComponents->front())->isPlain();
+}
+
+inline PDLVariable* PDLExpressionFunctionId::getLoneVariable() const
+{
+    return isLoneVariable()
+               ? static_cast<PDLExpressionVariable const*>(m_pFunctionIdComponents->front())->getBoundVariable()
+               : nullptr;
 }
 
 inline PDLVariant const& evaluateOperand(PDLExpression const& expression, bool warnInvalid,

@@ -178,6 +178,17 @@ bool isLoneVariable(PDLBaseExpression const& argument)
     return isExactly<PDLExpressionFunctionId>(argument) &&
            static_cast<PDLExpressionFunctionId const&>(argument).isLoneVariable();
 }
+
+// The variable an argument names, as its description gives it; a lone variable's without building
+// the description.
+PDLVariable* argumentVariable(PDLBaseExpression const& argument)
+{
+    if (isLoneVariable(argument))
+    {
+        return static_cast<PDLExpressionFunctionId const&>(argument).getLoneVariable();
+    }
+    return describeArgument(argument).m_pVariable;
+}
 } // namespace
 
 PDLCommandFunctionCall::PDLCommandFunctionCall(std::string const& functionName, PDLArgumentList* pArguments)
@@ -283,11 +294,11 @@ bool PDLCommandFunctionCall::onExecute()
             {
                 continue;
             }
-            PDLVariableDescription const place = describeArgument(*pArgument);
-            if (place.m_pVariable != nullptr && place.m_pVariable->getTypeName() != pParameter->getTypeName())
+            PDLVariable* const pArgumentVariable = argumentVariable(*pArgument);
+            if (pArgumentVariable != nullptr && pArgumentVariable->getTypeName() != pParameter->getTypeName())
             {
                 // A parameter has the type of its argument, so mapped reads work on it.
-                pParameter->setTypeName(place.m_pVariable->getTypeName());
+                pParameter->setTypeName(pArgumentVariable->getTypeName());
             }
             switch (pParameter->getContainerType())
             {
@@ -330,7 +341,7 @@ bool PDLCommandFunctionCall::onExecute()
             }
             case PDLVariable::eContainerArray:
             {
-                PDLVariable* pExprVar = place.m_pVariable;
+                PDLVariable* pExprVar = pArgumentVariable;
                 if (!PDL_CHECK(pExprVar))
                 {
                     return false;
