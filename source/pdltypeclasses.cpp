@@ -117,9 +117,22 @@ void rememberElement(ElementMap const& map, PDLVariant const& index, ElementMap:
     }
 }
 
+// findElement without a remembered entry: the map lookup, remembered when found.
+__attribute__((noinline)) ElementMap::iterator searchElement(ElementMap& map, PDLVariant const& index,
+                                                             std::string& key)
+{
+    key = index.getString();
+    auto const it = map.find(key);
+    if (it != map.end())
+    {
+        rememberElement(map, index, it);
+    }
+    return it;
+}
+
 // The entry of a key, or end(); key is filled with the index text whenever the map was searched (so
-// always when the result is end()).
-ElementMap::iterator findElement(ElementMap& map, PDLVariant const& index, std::string& key)
+// always when the result is end()). The remembered case is inline in every caller.
+inline ElementMap::iterator findElement(ElementMap& map, PDLVariant const& index, std::string& key)
 {
     if (index.getKind() == PDLVariant::eInt)
     {
@@ -134,13 +147,7 @@ ElementMap::iterator findElement(ElementMap& map, PDLVariant const& index, std::
             }
         }
     }
-    key = index.getString();
-    auto const it = map.find(key);
-    if (it != map.end())
-    {
-        rememberElement(map, index, it);
-    }
-    return it;
+    return searchElement(map, index, key);
 }
 } // namespace
 
